@@ -1,0 +1,46 @@
+#include "platform/credentials/credentials.h"
+
+#include <grp.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <optional>
+#include <vector>
+
+namespace {
+
+using Groups = std::vector<gid_t>;
+
+std::optional<Groups> CurrentGroups() {
+  Groups groups(static_cast<std::size_t>(getgroups(0, nullptr)));
+  const int count = getgroups(static_cast<int>(groups.size()), groups.data());
+  if (count < 0) return std::nullopt;
+  groups.resize(static_cast<std::size_t>(count));
+  return groups;
+}
+
+// The supplementary groups to restore on the way back to root.
+std::optional<Groups> groupsBefore;
+
+int BecomeRoot() {
+  if (seteuid(0) != 0 || setegid(0) != 0) return -1;
+  if (groupsBefore && setgroups(groupsBefore->size(), groupsBefore->data()) != 0) return -1;
+  groupsBefore.reset();
+  return 0;
+}
+
+}  // namespace
+
+int ResetCredentialsByName(const char* name, int) {
+  const passwd* user = getpwnam(name);
+  if (user == nullptr) return -1;
+  if (user->pw_uid == 0) return BecomeRoot();
+
+  const gid_t groupBefore = getegid();
+  if (!groupsBefore) groupsBefore = CurrentGroups();
+  if (!groupsBefore || initgroups(name, user->pw_gid) != 0) return -1;
+  if (setegid(user->pw_gid) == 0 && seteuid(user->pw_uid) == 0) return 0;
+  // Still root here: the user id changes last.
+  static_cast<void>(setegid(groupBefore) + setgroups(groupsBefore->size(), groupsBefore->data()));
+  return -1;
+}

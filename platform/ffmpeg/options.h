@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+/// Turns the arguments of a conversion, as the media server's ffmpeg takes them, into those of a
+/// stock ffmpeg (4.3 or newer; ffmpeg(1), ffmpeg-protocols(1)). `arguments` leaves the program's
+/// name out; so does the result.
+///
+/// - `-write_info_tag 0` becomes tag-free, bit-exact muxing: a WAV header of 44 bytes.
+/// - `-vbsf X` becomes `-bsf:v X`; `-map 0:v` becomes `-map 0:V`, for a cover picture is no video.
+/// - Audio formats (mp3, s16be, wav) get `-vn`: a cover picture would eat the announced length.
+/// - The input is confined to its protocols: an absolute path is a file and nothing else, anything
+///   else is an address on the network and never a file.
+std::vector<std::string> TranslateOptions(const std::vector<std::string>& arguments);

@@ -1,0 +1,47 @@
+#include "platform/module/module.h"
+
+#include <dlfcn.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <string>
+
+namespace {
+
+/// Lowers the effective ids to the real ones while it lives.
+class RealIds {
+ public:
+  RealIds() : uid_(geteuid()), gid_(getegid()) {
+    // The group first: it takes root to change it, and the user id ends that.
+    ok_ = setegid(getgid()) == 0 && seteuid(getuid()) == 0;
+  }
+  RealIds(const RealIds&) = delete;
+  RealIds& operator=(const RealIds&) = delete;
+  ~RealIds() {
+    if (seteuid(uid_) != 0 || setegid(gid_) != 0) {
+      syslog(LOG_AUTH | LOG_CRIT, "module:%d cannot return to the ids %d, %d", __LINE__,
+             static_cast<int>(uid_), static_cast<int>(gid_));
+    }
+  }
+  bool ok() const { return ok_; }
+
+ private:
+  uid_t uid_;
+  gid_t gid_;
+  bool ok_;
+};
+
+}  // namespace
+
+void* LoadModuleFunction(const char* name, const char* symbol) {
+  const std::string file = std::string(MODULE_DIR "/") + name;
+  const RealIds ids;
+  void* module = ids.ok() ? dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL) : nullptr;
+  void* function = module == nullptr ? nullptr : dlsym(module, symbol);
+  if (function == nullptr) {
+    const char* reason = dlerror();
+    syslog(LOG_ERR, "module:%d cannot load %s: %s", __LINE__, file.c_str(),
+           reason == nullptr ? "no permission" : reason);
+  }
+  return function;
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+namespace OrvaAudioUtils {
+
+/// Resolves radio stations to the addresses of their streams.
+class UrlParser {
+ public:
+  /// Stores the NUL-terminated address of `station`'s stream in `url`, a buffer of `size` bytes,
+  /// and returns 0; returns -1 when `station` is not resolved or its address does not fit.
+  ///
+  /// http, https, rtsp, rtmp and mms addresses (RFC 3986, scheme in any case) stand as they are. A
+  /// station that names anything else with a scheme or a slash could be a file of this machine: its
+  /// address is empty, which no converter can open. A bare name is not resolved.
+  int GetRadioUrl(const char* station, char* url, int size);
+};
+
+}  // namespace OrvaAudioUtils
