@@ -1,0 +1,21 @@
+#include "media/module.h"
+
+#include <exception>
+
+#include "media/utils.h"
+
+extern "C" __attribute__((visibility("default"))) SelectAudioTrackFunction LumetraSelectAudioTrack;
+
+int LumetraSelectAudioTrack(const char* path, const char* const* copyList,
+                            void (*append)(void* context, const char* argument), void* context) {
+  try {
+    std::vector<std::string> copied;
+    for (; *copyList != nullptr; ++copyList) copied.emplace_back(*copyList);
+    std::vector<std::string> arguments;
+    SelectAudioTrack(path, copied, arguments);
+    for (const std::string& argument : arguments) append(context, argument.c_str());
+    return 0;
+  } catch (const std::exception&) {
+    return -1;
+  }
+}
