@@ -1,0 +1,91 @@
+#include "tools/media_index/facts.h"
+
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <string_view>
+
+namespace {
+
+struct CloseInput {
+  void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
+};
+
+/// Pictures and texts, which libavformat reads as videos.
+bool IsStill(std::string_view format) {
+  return format == "image2" || format == "tty" || format.ends_with("_pipe");
+}
+
+std::string Tag(const AVDictionary* tags, const char* key) {
+  const AVDictionaryEntry* entry = av_dict_get(tags, key, nullptr, 0);
+  return entry == nullptr ? "" : entry->value;
+}
+
+bool HasVideo(const AVFormatContext& context) {
+  return std::any_of(context.streams, context.streams + context.nb_streams, [](const AVStream* s) {
+    return s->codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
+           (s->disposition & AV_DISPOSITION_ATTACHED_PIC) == 0;
+  });
+}
+
+/// Every format but those that name other files, which a file of a household's must not reach.
+const std::string& SelfContainedFormats() {
+  static const std::string formats = [] {
+    std::string names;
+    void* position = nullptr;
+    while (const AVInputFormat* format = av_demuxer_iterate(&position)) {
+      const std::string_view name = format->name;
+      if (name == "hls" || name == "concat" || name == "dash" || name == "imf" || name == "sdp" ||
+          name == "rtsp" || name == "lavfi") {
+        continue;
+      }
+      names.append(names.empty() ? "" : ",").append(name);
+    }
+    return names;
+  }();
+  return formats;
+}
+
+}  // namespace
+
+MediaFacts ReadFacts(const std::string& path) {
+  MediaFacts facts;
+  AVDictionary* options = nullptr;
+  av_dict_set(&options, "protocol_whitelist", "file", 0);
+  av_dict_set(&options, "format_whitelist", SelfContainedFormats().c_str(), 0);
+  AVFormatContext* opened = nullptr;
+  const int result = avformat_open_input(&opened, ("file:" + path).c_str(), nullptr, &options);
+  av_dict_free(&options);
+  const std::unique_ptr<AVFormatContext, CloseInput> context(opened);
+  if (result < 0 || avformat_find_stream_info(opened, nullptr) < 0) return facts;
+
+  const int audio = av_find_best_stream(opened, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+  if (HasVideo(*opened) && !IsStill(opened->iformat->name)) {
+    facts.kind = MediaKind::kVideo;
+  } else {
+    facts.kind = audio >= 0 ? MediaKind::kMusic : MediaKind::kNone;
+  }
+  const AVDictionary* streamTags = nullptr;  // where Ogg keeps them
+  if (audio >= 0) {
+    const AVStream& stream = *opened->streams[audio];
+    facts.channels = stream.codecpar->ch_layout.nb_channels;
+    facts.frequency = stream.codecpar->sample_rate;
+    streamTags = stream.metadata;
+  }
+  if (opened->duration != AV_NOPTS_VALUE) {
+    facts.duration = std::max<std::int64_t>(opened->duration / AV_TIME_BASE, 0);
+  }
+  const auto tag = [&](const char* key) {
+    std::string text = Tag(opened->metadata, key);
+    return text.empty() ? Tag(streamTags, key) : text;
+  };
+  facts.title = tag("title");
+  if (facts.title.empty()) facts.title = std::filesystem::path(path).stem().string();
+  facts.artist = tag("artist");
+  facts.album = tag("album");
+  return facts;
+}
