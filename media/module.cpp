@@ -1,5 +1,9 @@
 #include "media/module.h"
 
+extern "C" {
+#include <libavutil/log.h>
+}
+
 #include <exception>
 
 #include "media/utils.h"
@@ -8,6 +12,7 @@ extern "C" __attribute__((visibility("default"))) SelectAudioTrackFunction Lumet
 
 int LumetraSelectAudioTrack(const char* path, const char* const* copyList,
                             void (*append)(void* context, const char* argument), void* context) {
+  av_log_set_level(AV_LOG_QUIET);  // failures are told in the system's log, not on standard error
   try {
     std::vector<std::string> copied;
     for (; *copyList != nullptr; ++copyList) copied.emplace_back(*copyList);

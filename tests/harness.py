@@ -1,4 +1,5 @@
 """What the end-to-end tests share. They run as root inside tools/private-tree."""
+import atexit
 import collections
 import contextlib
 import json
@@ -25,6 +26,7 @@ with contextlib.suppress(FileNotFoundError):
 log.bind('/dev/log')
 os.chmod('/dev/log', 0o666)
 log.setblocking(False)
+atexit.register(log.close)
 
 
 def logged():
@@ -74,6 +76,11 @@ def write_database(file=LUMETRA_DB, **tables):
             database.executemany(
                 f'INSERT INTO {table} VALUES (?, CAST(? AS TEXT), ?, ?, ?)',
                 [(row[0], row[1] and os.fsencode(row[1]), *row[2:]) for row in rows])
+
+
+def read(file):
+    with open(file, 'rb') as opened:
+        return opened.read()
 
 
 def configure(text):
