@@ -145,9 +145,10 @@ TEST(FfmpegOptions, BecomeThoseOfAStockFfmpeg) {
                             "x", "-map", "0:V", "-map", "0:1", "-f", "mpegts", "-"}));
   for (const char* input : {"http://x/", "", "relative", "-f", "concat:/etc/passwd"}) {
     const Options network = TranslateOptions({"-i", input, "-"});
-    ASSERT_EQ(network.size(), 6U);
-    EXPECT_EQ(network[2].find("file"), std::string::npos);
-    EXPECT_EQ(network[4], input);
+    ASSERT_EQ(network.size(), 8U);
+    EXPECT_EQ(network[3], "-protocol_whitelist");
+    EXPECT_EQ(network[4].find("file"), std::string::npos);
+    EXPECT_EQ(network[6], input);
   }
   EXPECT_EQ(TranslateOptions({}), Options({"-nostdin"}));
   EXPECT_EQ(TranslateOptions({"-i"}), Options({"-nostdin", "-i"}));

@@ -57,7 +57,7 @@ class Stream(unittest.TestCase):
                        'server.bind = "127.0.0.1"\nmimetype.assign = (".mp3" => "audio/mpeg")\n'
                        'include "/mnt/lighttpd.conf"\n')
         cls.server = subprocess.Popen(['/usr/sbin/lighttpd', '-D', '-f', '/mnt/server.conf'], user=33, group=33,
-                                      extra_groups=[], env={'ASAN_OPTIONS': 'detect_leaks=0'})
+                                      extra_groups=[], env={})
         for _ in range(100):
             try:
                 socket.create_connection(('127.0.0.1', PORT)).close()

@@ -15,6 +15,8 @@ void AppendInput(Options& options, const std::string& input) {
     Append(options, {"-protocol_whitelist", "file", "-i"});
     options.push_back("file:" + input);
   } else {
+    // A station sends no faster than it plays: what is analysed first is heard that much later.
+    Append(options, {"-analyzeduration", "200000"});
     Append(options, {"-protocol_whitelist", "http,https,tls,tcp,udp,rtp,rtmp,hls", "-i"});
     options.push_back(input);
   }
