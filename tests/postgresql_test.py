@@ -1,5 +1,5 @@
 """The lookup in a PostgreSQL server: the rows of the embedded database, whatever the environment
-says, and an end in time when the server fails."""
+says, and an end in time when the server fails. And media-index into one."""
 import contextlib
 import os
 import shutil
@@ -19,6 +19,7 @@ ROWS = {
               (3, '/mnt/no rate', '2', None, ''), (4, None, '2', '44100', '1'),
               (-12, '/mnt/minus', '-1', '-8000', '0')],
     'video': [(1, '/mnt/old.avi', None, None, '10')], 'video_file': [(1, '/mnt/new.avi', *3 * '0')]}
+LIBRARY = '/mnt/library'
 AUTHENTICATED, READY, NOTICE = (
     b'R\0\0\0\x08\0\0\0\0', b'Z\0\0\0\x05I', b'N\0\0\0\x05\0')
 
@@ -164,6 +165,49 @@ class Postgresql(unittest.TestCase):
             self.assert_fails('statement timeout|no answer in time')
             self.assert_fails('closed the connection', kill_backend)
         server.wait()
+
+    def test_media_index(self):
+        def make(name, *arguments):
+            run('ffmpeg', '-nostdin', '-v', 'error', '-y', '-f', 'lavfi', '-i', 'sine=d=2.5:r=48000',
+                *arguments, f'{LIBRARY}/{name}', user='root')
+
+        def index():
+            return subprocess.run([harness.PACKAGE + '/target/bin/media-index', LIBRARY], timeout=60,
+                                  env={'PGCLIENTENCODING': 'UTF8'}, capture_output=True).returncode
+
+        def rows(table='music', database='lumetra', columns='path, id'):
+            query = f'SELECT {columns} FROM {table} ORDER BY path'
+            return [line.split('\t') for line in server.query(query, database).splitlines()]
+
+        odd = 'o"d\'d|\udcff.flac'
+        os.mkdir(LIBRARY)
+        make(odd, '-metadata', "title=It's")
+        make('gone.flac')
+        make('film.mkv', '-f', 'lavfi', '-i', 'color=s=32x32:d=3', '-c:v', 'mpeg4')
+        server.query('DELETE FROM music')
+        self.assertEqual(index(), 0)
+        columns = 'path, title, artist, album, channel, frequency, duration'
+        self.assertEqual(rows(columns=columns), [
+            [LIBRARY + '/gone.flac', 'gone', '', '', '1', '48000', '2'],
+            [f'{LIBRARY}/{odd}', "It's", '', '', '1', '48000', '2']])
+        for table, database in [('video', 'lumetra'), ('video_file', 'video_metadata')]:
+            self.assertEqual(rows(table, database, columns),
+                             [[LIBRARY + '/film.mkv', 'film', '', '', '1', '48000', '3']])
+
+        gone, kept = rows()
+        self.assert_found(kept[0], 'id=' + kept[1])
+        os.unlink(LIBRARY + '/gone.flac')
+        make(odd, '-ac', '2')
+        make('new.flac')
+        # A failure in one database leaves the other as it was.
+        server.query('ALTER TABLE video_file RENAME TO hidden', 'video_metadata')
+        self.assertEqual((index(), rows()), (1, [gone, kept]))
+        server.query('ALTER TABLE hidden RENAME TO video_file', 'video_metadata')
+        self.assertEqual(index(), 0)
+        new, again = rows()
+        self.assertEqual(again, kept)
+        self.assertNotIn(new[1], (gone[1], kept[1]))
+        self.assertEqual(rows(columns='channel'), [['1'], ['2']])
 
 
 if __name__ == '__main__':
