@@ -1,17 +1,21 @@
 #include "platform/database/database.h"
 
 #include <syslog.h>
+#include <unistd.h>
 
 #include <array>
 #include <string_view>
+#include <utility>
 
 #include "platform/database/backend.h"
+#include "platform/module/module.h"
 #include "platform/sysutil/sysutil.h"
 
 namespace {
 
 constexpr char kConfiguration[] = "/etc/orvainfo.conf";
 constexpr std::string_view kSqlite = "sqlite:";
+constexpr std::string_view kPostgresql = "postgresql:";
 constexpr char kDefault[] = "sqlite:" PACKAGE_DIR "/var";
 
 std::string ConfiguredDatabase() {
@@ -20,12 +24,36 @@ std::string ConfiguredDatabase() {
   return found > 0 ? value.data() : kDefault;
 }
 
+/// While it lives, the process has no environment variables.
+class EmptyEnvironment {
+ public:
+  EmptyEnvironment() : former_(std::exchange(environ, nothing_.data())) {}
+  EmptyEnvironment(const EmptyEnvironment&) = delete;
+  EmptyEnvironment& operator=(const EmptyEnvironment&) = delete;
+  ~EmptyEnvironment() { environ = former_; }
+
+ private:
+  std::array<char*, 1> nothing_{};
+  char** former_;
+};
+
+ORVADBConnection* ConnectPostgresql(const char* conninfo, const char* user, const char* database) {
+  // libpq obeys PGHOST, PGOPTIONS, HOME and more of whoever starts a set-user-ID program.
+  const EmptyEnvironment environment;
+  auto* connect = reinterpret_cast<ConnectPostgresqlFunction*>(
+      LoadModuleFunction(kPostgresqlModule, kConnectPostgresql));
+  return connect == nullptr ? nullptr : connect(conninfo, user, database);
+}
+
 }  // namespace
 
-ORVADBConnection* ORVADBPConnect(const char*, const char*, const char*, const char* database) {
+ORVADBConnection* ORVADBPConnect(const char*, const char* user, const char*, const char* database) {
   const std::string configured = ConfiguredDatabase();
   if (configured.starts_with(kSqlite)) {
     return ConnectSqlite(configured.substr(kSqlite.size()), database).release();
+  }
+  if (configured.starts_with(kPostgresql)) {
+    return ConnectPostgresql(configured.c_str() + kPostgresql.size(), user, database);
   }
   syslog(LOG_ERR, "database:%d %s: unknown mediadb [%s]", __LINE__, kConfiguration,
          configured.c_str());

@@ -8,9 +8,16 @@ struct ORVADBResult;
 
 /// Opens the media database `database` as the database user `user`; the first and third arguments
 /// are always null. Which backend answers is the key "mediadb" of the system configuration:
-/// `sqlite:DIRECTORY` reads the file DIRECTORY/`database`.db, read-only, opened here and now with
-/// the process's present credentials. Waits at most 2 s for a lock. Returns a connection for
-/// `ORVADBClose`; null, with an error in the log, when there is none.
+///
+/// - `sqlite:DIRECTORY` reads the file DIRECTORY/`database`.db, read-only, opened here and now with
+///   the process's present credentials. Waits at most 2 s for a lock.
+/// - `postgresql:CONNINFO` asks a PostgreSQL server. CONNINFO holds libpq's keywords, such as
+///   `host=/run/postgresql` or `host=nas sslmode=verify-full`; it may be empty. Over a Unix socket
+///   the server knows the process by its effective user ("peer" authentication). All has to be over
+///   2 s after the call, the queries too; only the look-up of a host name is not limited. No
+///   environment variable counts.
+///
+/// Returns a connection for `ORVADBClose`; null, with an error in the log, when there is none.
 ORVADBConnection* ORVADBPConnect(const char*, const char* user, const char*, const char* database);
 
 /// Runs one query. Returns 0 and a result for `ORVADBFreeResult`; another value, with an error in

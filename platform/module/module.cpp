@@ -18,7 +18,9 @@ class RealIds {
   RealIds(const RealIds&) = delete;
   RealIds& operator=(const RealIds&) = delete;
   ~RealIds() {
-    if (seteuid(uid_) != 0 || setegid(gid_) != 0) {
+    if (geteuid() == uid_ && getegid() == gid_) return;
+    // Through root: from the real ids there is no direct way to ids that are not the saved ones.
+    if (seteuid(0) != 0 || setegid(gid_) != 0 || seteuid(uid_) != 0) {
       syslog(LOG_AUTH | LOG_CRIT, "module:%d cannot return to the ids %d, %d", __LINE__,
              static_cast<int>(uid_), static_cast<int>(gid_));
     }

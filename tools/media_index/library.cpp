@@ -1,148 +1,26 @@
 #include "tools/media_index/library.h"
 
-#include <array>
-#include <initializer_list>
-#include <stdexcept>
-#include <variant>
-
-namespace {
-
-constexpr std::array<const char*, 3> kTables = {"main.music", "main.video", "sibling.video_file"};
-constexpr int kBusyTimeout = 10000;  // milliseconds
-
-using Value = std::variant<std::int64_t, std::string>;
-
-class Statement {
- public:
-  Statement(sqlite3* database, const std::string& text) : database_(database) {
-    sqlite3_stmt* prepared = nullptr;
-    Check(sqlite3_prepare_v2(database, text.c_str(), -1, &prepared, nullptr));
-    statement_.reset(prepared);
-  }
-
-  /// Runs the statement with `values` from its start; true when there is a row.
-  bool Run(std::initializer_list<Value> values) {
-    Check(sqlite3_reset(statement_.get()));
-    int index = 0;
-    for (const Value& value : values) {
-      ++index;
-      if (const auto* number = std::get_if<std::int64_t>(&value)) {
-        Check(sqlite3_bind_int64(statement_.get(), index, *number));
-      } else {
-        const auto& text = std::get<std::string>(value);
-        Check(sqlite3_bind_text64(statement_.get(), index, text.data(), text.size(),
-                                  SQLITE_TRANSIENT, SQLITE_UTF8));
-      }
+void UpdateTable(const std::string& table, MediaKind kind,
+                 const std::vector<Library::Change>& changes, const std::set<std::string>& gone,
+                 const std::function<void(const std::string& statement,
+                                          const std::vector<std::string>& values)>& execute) {
+  const std::string remove = "DELETE FROM " + table + " WHERE path = $1";
+  const std::string store =
+      "INSERT INTO " + table +
+      "(path, title, artist, album, channel, frequency, duration, modified, size)"
+      " VALUES ($1, $2, $3, $4, $5, $6, $7, $8, $9) ON CONFLICT (path) DO UPDATE SET"
+      " title = excluded.title, artist = excluded.artist, album = excluded.album,"
+      " channel = excluded.channel, frequency = excluded.frequency, duration = excluded.duration,"
+      " modified = excluded.modified, size = excluded.size";
+  for (const std::string& path : gone) execute(remove, {path});
+  for (const auto& [file, facts] : changes) {
+    if (facts.kind != kind) {
+      execute(remove, {file.path});
+      continue;
     }
-    return Next();
+    execute(store,
+            {file.path, facts.title, facts.artist, facts.album, std::to_string(facts.channels),
+             std::to_string(facts.frequency), std::to_string(facts.duration),
+             std::to_string(file.modified), std::to_string(file.size)});
   }
-
-  bool Next() {
-    const int step = sqlite3_step(statement_.get());
-    if (step != SQLITE_ROW && step != SQLITE_DONE) Check(step);
-    return step == SQLITE_ROW;
-  }
-
-  std::string Text(int column) const {
-    const void* text = sqlite3_column_blob(statement_.get(), column);
-    const int size = sqlite3_column_bytes(statement_.get(), column);
-    return text == nullptr ? "" : std::string(static_cast<const char*>(text), std::size_t(size));
-  }
-  std::int64_t Number(int column) const { return sqlite3_column_int64(statement_.get(), column); }
-
- private:
-  struct Finalize {
-    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-  };
-  void Check(int result) const {
-    if (result != SQLITE_OK) throw std::runtime_error(sqlite3_errmsg(database_));
-  }
-
-  sqlite3* database_;
-  std::unique_ptr<sqlite3_stmt, Finalize> statement_;
-};
-
-void Run(sqlite3* database, const std::string& text) { Statement(database, text).Run({}); }
-
-/// Ends a transaction: commits when told to, else rolls back.
-class Transaction {
- public:
-  explicit Transaction(sqlite3* database) : database_(database) {
-    Run(database, "BEGIN IMMEDIATE");
-  }
-  Transaction(const Transaction&) = delete;
-  Transaction& operator=(const Transaction&) = delete;
-  ~Transaction() {
-    if (sqlite3_get_autocommit(database_) == 0) {
-      sqlite3_exec(database_, "ROLLBACK", nullptr, nullptr, nullptr);
-    }
-  }
-  void Commit() { Run(database_, "COMMIT"); }
-
- private:
-  sqlite3* database_;
-};
-
-}  // namespace
-
-Library::Library(const std::string& directory) {
-  sqlite3* opened = nullptr;
-  const int result = sqlite3_open((directory + "/lumetra.db").c_str(), &opened);
-  database_.reset(opened);
-  if (result != SQLITE_OK) {
-    throw std::runtime_error(directory + "/lumetra.db: " + sqlite3_errmsg(opened));
-  }
-  sqlite3_busy_timeout(opened, kBusyTimeout);
-  Statement(opened, "ATTACH ? AS sibling").Run({directory + "/video_metadata.db"});
-  // A rollback journal, so that readers need no right to write; they are locked out only for the
-  // moment of the commit, for nothing is written before it.
-  Run(opened, "PRAGMA cache_spill = OFF");
-  Transaction transaction(opened);
-  for (const std::string table : kTables) {
-    Run(opened,
-        "CREATE TABLE IF NOT EXISTS " + table +
-            "(id INTEGER PRIMARY KEY AUTOINCREMENT, path TEXT NOT NULL UNIQUE,"
-            " title TEXT NOT NULL, artist TEXT NOT NULL, album TEXT NOT NULL,"
-            " channel INTEGER NOT NULL, frequency INTEGER NOT NULL,"
-            " duration INTEGER NOT NULL, modified INTEGER NOT NULL, size INTEGER NOT NULL)");
-  }
-  transaction.Commit();
-}
-
-std::map<std::string, Library::State> Library::Files() const {
-  std::map<std::string, State> files;
-  Statement query(database_.get(),
-                  "SELECT path, modified, size FROM main.music UNION ALL"
-                  " SELECT path, modified, size FROM main.video");
-  for (bool row = query.Run({}); row; row = query.Next()) {
-    files.insert_or_assign(query.Text(0), State{query.Number(1), query.Number(2)});
-  }
-  return files;
-}
-
-void Library::Apply(const std::vector<Change>& changes, const std::set<std::string>& gone) {
-  Transaction transaction(database_.get());
-  for (const std::string table : kTables) {
-    const bool music = table == "main.music";
-    Statement remove(database_.get(), "DELETE FROM " + table + " WHERE path = ?");
-    Statement store(database_.get(),
-                    "INSERT INTO " + table +
-                        "(path, title, artist, album, channel, frequency, duration, modified, size)"
-                        " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT (path) DO UPDATE SET"
-                        " title = excluded.title, artist = excluded.artist,"
-                        " album = excluded.album, channel = excluded.channel,"
-                        " frequency = excluded.frequency, duration = excluded.duration,"
-                        " modified = excluded.modified, size = excluded.size");
-    for (const std::string& path : gone) remove.Run({path});
-    for (const auto& [file, facts] : changes) {
-      if ((facts.kind == MediaKind::kMusic && music) ||
-          (facts.kind == MediaKind::kVideo && !music)) {
-        store.Run({file.path, facts.title, facts.artist, facts.album, facts.channels,
-                   facts.frequency, facts.duration, file.modified, file.size});
-      } else {
-        remove.Run({file.path});
-      }
-    }
-  }
-  transaction.Commit();
 }

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <sqlite3.h>
-
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -12,11 +11,11 @@
 #include "tools/media_index/facts.h"
 #include "tools/media_index/walk.h"
 
-/// The embedded media database, for writing: `music` and `video` of lumetra.db, and `video_file` of
-/// video_metadata.db, the sibling package's view of the videos.
+/// The media database, for writing: `music` and `video` of the database lumetra, and `video_file`
+/// of video_metadata, the sibling package's view of the videos.
 ///
 /// An item keeps its id as long as its path stays in its table; ids are not used again. Failures
-/// throw `std::runtime_error` with SQLite's message.
+/// throw `std::runtime_error` with the database's message.
 class Library {
  public:
   struct State {
@@ -28,18 +27,32 @@ class Library {
     MediaFacts facts;
   };
 
-  /// Opens the databases in `directory`, an existing folder, and makes what is missing of them.
-  explicit Library(const std::string& directory);
+  virtual ~Library() = default;
 
   /// The state of every file in the database, by path.
-  std::map<std::string, State> Files() const;
+  virtual std::map<std::string, State> Files() = 0;
 
   /// Stores `changes` and deletes the rows of the paths in `gone`, all or nothing.
-  void Apply(const std::vector<Change>& changes, const std::set<std::string>& gone);
-
- private:
-  struct Close {
-    void operator()(sqlite3* database) const { sqlite3_close(database); }
-  };
-  std::unique_ptr<sqlite3, Close> database_;
+  virtual void Apply(const std::vector<Change>& changes, const std::set<std::string>& gone) = 0;
 };
+
+/// Opens the embedded databases in `directory`, an existing folder, and makes what is missing of
+/// them. Throws as the operations do.
+std::unique_ptr<Library> OpenSqliteLibrary(const std::string& directory);
+
+/// Reaches the databases of the PostgreSQL server that libpq's keywords in `conninfo` tell of; the
+/// database user is the one named there, else the system user. packaging/postgresql.sql makes
+/// tables and users. The two databases are changed in one transaction each: if the second of them
+/// fails, the next run does the same changes again. Throws as the operations do.
+std::unique_ptr<Library> OpenPostgresqlLibrary(const std::string& conninfo);
+
+/// SQL of both kinds of library. The columns of the answer are path, modified and size.
+inline constexpr char kFilesStatement[] =
+    "SELECT path, modified, size FROM music UNION ALL SELECT path, modified, size FROM video";
+
+/// Applies the changes to one table, which holds the files of `kind`, with statements for `execute`
+/// that take the values for $1, $2 and so on.
+void UpdateTable(const std::string& table, MediaKind kind,
+                 const std::vector<Library::Change>& changes, const std::set<std::string>& gone,
+                 const std::function<void(const std::string& statement,
+                                          const std::vector<std::string>& values)>& execute);

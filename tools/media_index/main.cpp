@@ -1,4 +1,9 @@
 // media-index DIRECTORY…: makes the media database tell what is in the folders.
+//
+// The database is the one that the key "mediadb" of the system configuration names, for the
+// streaming program too. Of an embedded database (sqlite:DIRECTORY) it needs the right to write the
+// files. In a PostgreSQL server (postgresql:CONNINFO) it is the database user that CONNINFO names,
+// else the one with the name of the system user; packaging/postgresql.sql tells who may write.
 
 extern "C" {
 #include <libavutil/log.h>
@@ -21,16 +26,19 @@ namespace {
 
 constexpr char kConfiguration[] = "/etc/orvainfo.conf";
 constexpr std::string_view kSqlite = "sqlite:";
+constexpr std::string_view kPostgresql = "postgresql:";
 
-std::string DatabaseDirectory() {
+std::unique_ptr<Library> OpenConfiguredLibrary() {
   std::array<char, 1024> value{};
   if (OLIBCFileGetKeyValue(kConfiguration, "mediadb", value.data(), value.size(), 0) <= 0) {
-    return PACKAGE_DIR "/var";
+    return OpenSqliteLibrary(PACKAGE_DIR "/var");
   }
-  const std::string_view configured = value.data();
-  if (configured.starts_with(kSqlite)) return std::string(configured.substr(kSqlite.size()));
-  throw std::runtime_error(std::string(kConfiguration) + ": unknown mediadb [" + value.data() +
-                           "]");
+  const std::string configured = value.data();
+  if (configured.starts_with(kSqlite)) return OpenSqliteLibrary(configured.substr(kSqlite.size()));
+  if (configured.starts_with(kPostgresql)) {
+    return OpenPostgresqlLibrary(configured.substr(kPostgresql.size()));
+  }
+  throw std::runtime_error(std::string(kConfiguration) + ": unknown mediadb [" + configured + "]");
 }
 
 /// The line that tells a person at a terminal how far it is.
@@ -113,8 +121,7 @@ int main(int count, char** values) {
         throw std::runtime_error(folders.back() + ": not a folder");
       }
     }
-    Library library(DatabaseDirectory());
-    Index(library, folders);
+    Index(*OpenConfiguredLibrary(), folders);
     return 0;
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "media-index: %s\n", failure.what());
