@@ -1,9 +1,11 @@
-// Stands at the place of the media server's ffmpeg and starts the system's in its stead.
+// Stands at the place of the media server's ffmpeg: leaves root, confines itself to the one
+// conversion and becomes the system's ffmpeg.
 
-#include <grp.h>
+#include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -11,6 +13,8 @@
 #include <vector>
 
 #include "platform/ffmpeg/options.h"
+#include "platform/ffmpeg/rights.h"
+#include "platform/ffmpeg/sandbox.h"
 #include "platform/sysutil/sysutil.h"
 
 namespace {
@@ -22,27 +26,24 @@ std::string SystemFfmpeg() {
   return found > 0 ? value.data() : "/usr/bin/ffmpeg";
 }
 
-/// Libraries of the system's ffmpeg give up root for good when the ids differ, so they may not.
-bool SettleIds() {
-  const uid_t uid = geteuid();
-  const gid_t gid = getegid();
-  return setresgid(gid, gid, gid) == 0 && setresuid(uid, uid, uid) == 0;
-}
-
 }  // namespace
 
 int main(int count, char** values) {
-  if (!SettleIds()) {
-    syslog(LOG_ERR, "ffmpeg:%d cannot settle the ids: %s", __LINE__, std::strerror(errno));
-    return 1;
-  }
+  const std::vector<std::string> arguments(values + std::min(count, 1), values + count);
   const std::string program = SystemFfmpeg();
-  std::vector<std::string> options = TranslateOptions({values + 1, values + std::max(count, 1)});
-  std::vector<char*> arguments{const_cast<char*>(program.c_str())};
-  for (std::string& option : options) arguments.push_back(option.data());
-  arguments.push_back(nullptr);
+  const std::string input = LocalInput(arguments);
+  close_range(STDERR_FILENO + 1, ~0U, 0);
+  umask(077);
+  if (chdir("/") != 0 || !LeaveRoot(!input.empty())) return 1;
+  ConfineTo(program, input);
+
+  std::vector<std::string> options = TranslateOptions(arguments);
+  std::vector<char*> started{const_cast<char*>(program.c_str())};
+  for (std::string& option : options) started.push_back(option.data());
+  started.push_back(nullptr);
+  // Variables such as FFREPORT would have files written.
   const char* const environment[] = {"PATH=/usr/bin:/bin", nullptr};
-  execve(program.c_str(), arguments.data(), const_cast<char* const*>(environment));
+  execve(program.c_str(), started.data(), const_cast<char* const*>(environment));
   syslog(LOG_ERR, "ffmpeg:%d cannot start %s: %s", __LINE__, program.c_str(), std::strerror(errno));
   return 127;
 }

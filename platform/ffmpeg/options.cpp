@@ -1,28 +1,70 @@
 #include "platform/ffmpeg/options.h"
 
+#include <array>
 #include <initializer_list>
+#include <string_view>
+
+#include "platform/ffmpeg/formats.h"
 
 namespace {
 
 using Options = std::vector<std::string>;
 
+struct Scheme {
+  std::string_view prefix;
+  const char* protocols;  ///< ffmpeg's, that the scheme needs
+  const char* timeout;    ///< the name of the option for it
+};
+
+constexpr std::array<Scheme, 4> kSchemes{{
+    {"rtsp:", "rtsp,rtp,udp,tcp", "-timeout"},
+    {"rtmp:", "rtmp,tcp", "-rw_timeout"},
+    {"mmsh:", "mmsh,http,tcp", "-rw_timeout"},
+    {"", "http,https,tls,tcp", "-rw_timeout"},
+}};
+constexpr char kSilence[] = "10000000";  // microseconds
+// A station sends no faster than it plays: what is analysed first is heard that much later.
+constexpr char kAnalysis[] = "200000";  // microseconds
+
 void Append(Options& options, std::initializer_list<const char*> more) {
   options.insert(options.end(), more.begin(), more.end());
 }
 
-void AppendInput(Options& options, const std::string& input) {
-  if (input.starts_with('/')) {
-    Append(options, {"-protocol_whitelist", "file", "-i"});
-    options.push_back("file:" + input);
-  } else {
-    // A station sends no faster than it plays: what is analysed first is heard that much later.
-    Append(options, {"-analyzeduration", "200000"});
-    Append(options, {"-protocol_whitelist", "http,https,tls,tcp,udp,rtp,rtmp,hls", "-i"});
-    options.push_back(input);
+bool StartsWith(std::string_view text, std::string_view prefix) {
+  if (text.size() < prefix.size()) return false;
+  for (std::size_t i = 0; i < prefix.size(); ++i) {
+    const bool capital = text[i] >= 'A' && text[i] <= 'Z';
+    if ((capital ? text[i] - 'A' + 'a' : text[i]) != prefix[i]) return false;
   }
+  return true;
+}
+
+void AppendLocalInput(Options& options, const std::string& path) {
+  Append(options,
+         {"-protocol_whitelist", "file", "-format_whitelist", kSelfContainedFormats, "-i"});
+  options.push_back("file:" + path);
+}
+
+void AppendNetworkInput(Options& options, std::string address) {
+  // ffmpeg knows Microsoft's protocol over HTTP, as stations offer it, by this name.
+  if (StartsWith(address, "mms:")) address.replace(0, 4, "mmsh:");
+  for (const Scheme& scheme : kSchemes) {
+    if (!StartsWith(address, scheme.prefix)) continue;
+    Append(options, {"-protocol_whitelist", scheme.protocols, scheme.timeout, kSilence});
+    break;
+  }
+  Append(options, {"-analyzeduration", kAnalysis, "-i"});
+  options.push_back(address);
 }
 
 }  // namespace
+
+std::string LocalInput(const Options& arguments) {
+  for (std::size_t i = 0; i + 1 < arguments.size(); ++i) {
+    if (arguments[i] == "-i") return arguments[i + 1].starts_with('/') ? arguments[i + 1] : "";
+  }
+  return "";
+}
 
 Options TranslateOptions(const Options& arguments) {
   Options options{"-nostdin"};
@@ -34,7 +76,8 @@ Options TranslateOptions(const Options& arguments) {
     }
     const std::string& value = arguments[i + 1];
     if (option == "-i") {
-      AppendInput(options, value);
+      value.starts_with('/') ? AppendLocalInput(options, value)
+                             : AppendNetworkInput(options, value);
     } else if (option == "-write_info_tag") {
       if (value == "0") Append(options, {"-map_metadata", "-1", "-fflags", "+bitexact"});
     } else if (option == "-vbsf") {

@@ -10,6 +10,10 @@
 /// - `-write_info_tag 0` becomes tag-free, bit-exact muxing: a WAV header of 44 bytes.
 /// - `-vbsf X` becomes `-bsf:v X`; `-map 0:v` becomes `-map 0:V`, for a cover picture is no video.
 /// - Audio formats (mp3, s16be, wav) get `-vn`: a cover picture would eat the announced length.
-/// - The input is confined to its protocols: an absolute path is a file and nothing else, anything
-///   else is an address on the network and never a file.
+/// - A local input is read as a file of one of the formats that name no other files.
+/// - Any other input is an address on the network. It may be reached by its own protocols and no
+///   others, is given up after 10 s of silence, and is analysed for 0.2 s.
 std::vector<std::string> TranslateOptions(const std::vector<std::string>& arguments);
+
+/// The file that a conversion reads: the value of "-i" when it is an absolute path, else empty.
+std::string LocalInput(const std::vector<std::string>& arguments);

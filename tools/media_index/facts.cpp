@@ -9,6 +9,8 @@ extern "C" {
 #include <memory>
 #include <string_view>
 
+#include "platform/ffmpeg/formats.h"
+
 namespace {
 
 struct CloseInput {
@@ -32,31 +34,13 @@ bool HasVideo(const AVFormatContext& context) {
   });
 }
 
-/// Every format but those that name other files, which a file of a household's must not reach.
-const std::string& SelfContainedFormats() {
-  static const std::string formats = [] {
-    std::string names;
-    void* position = nullptr;
-    while (const AVInputFormat* format = av_demuxer_iterate(&position)) {
-      const std::string_view name = format->name;
-      if (name == "hls" || name == "concat" || name == "dash" || name == "imf" || name == "sdp" ||
-          name == "rtsp" || name == "lavfi") {
-        continue;
-      }
-      names.append(names.empty() ? "" : ",").append(name);
-    }
-    return names;
-  }();
-  return formats;
-}
-
 }  // namespace
 
 MediaFacts ReadFacts(const std::string& path) {
   MediaFacts facts;
   AVDictionary* options = nullptr;
   av_dict_set(&options, "protocol_whitelist", "file", 0);
-  av_dict_set(&options, "format_whitelist", SelfContainedFormats().c_str(), 0);
+  av_dict_set(&options, "format_whitelist", kSelfContainedFormats, 0);
   AVFormatContext* opened = nullptr;
   const int result = avformat_open_input(&opened, ("file:" + path).c_str(), nullptr, &options);
   av_dict_free(&options);

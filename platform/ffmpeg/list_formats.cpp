@@ -1,0 +1,35 @@
+// Writes the definition of kSelfContainedFormats to standard output, for the build.
+
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <string_view>
+
+namespace {
+
+constexpr std::array<std::string_view, 16> kNamesOtherFiles = {
+    "avisynth",    "concat",      "dash",   "hls",
+    "image2",      "imf",         "lavfi",  "mpjpeg",
+    "rtp",         "rtsp",        "sap",    "sdp",
+    "tedcaptions", "vapoursynth", "vobsub", "webm_dash_manifest"};
+
+}  // namespace
+
+int main() {
+  std::puts("#include \"platform/ffmpeg/formats.h\"\n\nconst char kSelfContainedFormats[] =");
+  void* position = nullptr;
+  const char* separator = "";
+  while (const AVInputFormat* format = av_demuxer_iterate(&position)) {
+    if (std::find(kNamesOtherFiles.begin(), kNamesOtherFiles.end(), format->name) !=
+        kNamesOtherFiles.end()) {
+      continue;
+    }
+    std::printf("    \"%s%s\"\n", separator, format->name);
+    separator = ",";
+  }
+  std::puts("    ;");
+}

@@ -1,0 +1,81 @@
+#include "platform/ffmpeg/rights.h"
+
+#include <grp.h>
+#include <pwd.h>
+#include <sys/capability.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+constexpr uid_t kNobody = 65534;  // also where /etc/passwd does not tell
+constexpr cap_value_t kReadAnyFile = CAP_DAC_READ_SEARCH;
+
+/// All ids of a set-user-ID program's child become the effective ones: libraries that find them
+/// different give up root, and the capability with it, at a time of their own.
+bool SettleIds() {
+  const uid_t uid = geteuid();
+  const gid_t gid = getegid();
+  return setresgid(gid, gid, gid) == 0 && setresuid(uid, uid, uid) == 0;
+}
+
+bool BecomePackageUser() {
+  const passwd* user = getpwnam("Lumetra");
+  if (user == nullptr || user->pw_uid == 0) user = getpwnam("nobody");
+  const uid_t uid = user == nullptr ? kNobody : user->pw_uid;
+  const gid_t gid = user == nullptr ? kNobody : user->pw_gid;
+  // Without the right to change groups the user must change all the same.
+  const bool groups = setgroups(0, nullptr) == 0 && setresgid(gid, gid, gid) == 0;
+  if (setresuid(uid, uid, uid) != 0) return false;
+  if (!groups) syslog(LOG_ERR, "ffmpeg:%d cannot leave root's groups", __LINE__);
+  return geteuid() != 0 && getuid() != 0;
+}
+
+/// No program that is executed can get back another capability than the one to keep.
+void NarrowBoundingSet() {
+  for (cap_value_t each = 0; prctl(PR_CAPBSET_READ, each) >= 0; ++each) {
+    if (each != kReadAnyFile) cap_drop_bound(each);
+  }
+}
+
+bool KeepOnly(bool readsAnyFile) {
+  const std::unique_ptr<void, decltype(&cap_free)> owner(cap_init(), &cap_free);
+  const auto capabilities = static_cast<cap_t>(owner.get());
+  if (capabilities == nullptr) return false;
+  if (readsAnyFile) {
+    for (const cap_flag_t set : {CAP_PERMITTED, CAP_EFFECTIVE, CAP_INHERITABLE}) {
+      cap_set_flag(capabilities, set, 1, &kReadAnyFile, CAP_SET);
+    }
+  }
+  return cap_set_proc(capabilities) == 0 &&
+         (!readsAnyFile || cap_set_ambient(kReadAnyFile, CAP_SET) == 0);
+}
+
+}  // namespace
+
+bool LeaveRoot(bool readsAnyFile) {
+  const rlimit none{0, 0};
+  setrlimit(RLIMIT_CORE, &none);
+  setrlimit(RLIMIT_FSIZE, &none);
+  prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+  if (geteuid() != 0) return true;
+
+  NarrowBoundingSet();
+  prctl(PR_SET_KEEPCAPS, 1, 0, 0, 0);
+  if (!SettleIds() || !BecomePackageUser()) {
+    syslog(LOG_ERR, "ffmpeg:%d cannot leave root: %s", __LINE__, std::strerror(errno));
+    return false;
+  }
+  if (!KeepOnly(readsAnyFile)) {
+    syslog(LOG_ERR, "ffmpeg:%d goes on without CAP_DAC_READ_SEARCH: %s", __LINE__,
+           std::strerror(errno));
+    return KeepOnly(false);
+  }
+  return true;
+}
