@@ -9,11 +9,13 @@
 namespace {
 
 int Seek(const std::string& header, long total, _tag_HTTP_RANGE_SEGMENT& segment) {
-  setenv("HTTP_RANGE", header.c_str(), 1);
+  std::string variable = "HTTP_RANGE=" + header;
+  putenv(variable.data());  // setenv would keep every value
   _tag_HTTP_RANGE_SEGMENT* segments = nullptr;
   const int result = HTTPFileOutputer().SeekHttpRange(&segments, total);
   const std::unique_ptr<_tag_HTTP_RANGE_SEGMENT, decltype(&std::free)> owner(segments, &std::free);
   Require((result > 0) == (segments != nullptr));
+  unsetenv("HTTP_RANGE");
   if (result > 0) segment = *segments;
   return result;
 }
