@@ -4,6 +4,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "request/item_id.h"
+
 namespace {
 
 constexpr std::int32_t kReadBufferSize = 262144;
@@ -44,10 +46,7 @@ Transcoder::Transcoder()
   }
 
   // The id comes from the raw URI, not from the parameters, so it counts in any kind of request.
-  const EnvironmentText uri = CopyEnvironment("REQUEST_URI");
-  if (const char* found = std::strstr(uri.data(), "id=")) {
-    id = static_cast<std::int32_t>(std::strtol(found + 3, nullptr, 10));
-  }
+  id = ParseItemId(CopyEnvironment("REQUEST_URI").data());
   const EnvironmentText method = CopyEnvironment("REQUEST_METHOD");
   isGetRequest = std::string_view(method.data()) == "GET" ? 1 : 0;
 

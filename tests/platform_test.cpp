@@ -13,6 +13,7 @@ extern "C" {
 
 #include "media/codec_names.h"
 #include "media/utils.h"
+#include "platform/ffmpeg/formats.h"
 #include "platform/ffmpeg/options.h"
 #include "platform/http_range/http_range.h"
 #include "platform/sysutil/sysutil.h"
@@ -136,19 +137,31 @@ TEST(FfmpegOptions, BecomeThoseOfAStockFfmpeg) {
   using Options = std::vector<std::string>;
   const Options wav = TranslateOptions({"-v", "0", "-i", "/-i:\n", "-f", "wav", "-acodec",
                                         "pcm_s16le", "-write_info_tag", "0", "-"});
-  EXPECT_EQ(wav, Options({"-nostdin", "-v", "0", "-protocol_whitelist", "file", "-i", "file:/-i:\n",
-                          "-vn", "-f", "wav", "-acodec", "pcm_s16le", "-map_metadata", "-1",
-                          "-fflags", "+bitexact", "-"}));
-  const Options remux = TranslateOptions(
-      {"-i", "/a", "-vbsf", "x", "-map", "0:v", "-map", "0:1", "-f", "mpegts", "-"});
-  EXPECT_EQ(remux, Options({"-nostdin", "-protocol_whitelist", "file", "-i", "file:/a", "-bsf:v",
-                            "x", "-map", "0:V", "-map", "0:1", "-f", "mpegts", "-"}));
-  for (const char* input : {"http://x/", "", "relative", "-f", "concat:/etc/passwd"}) {
+  EXPECT_EQ(wav, Options({"-nostdin", "-v", "0", "-protocol_whitelist", "file", "-format_whitelist",
+                          kSelfContainedFormats, "-i", "file:/-i:\n", "-vn", "-f", "wav", "-acodec",
+                          "pcm_s16le", "-map_metadata", "-1", "-fflags", "+bitexact", "-"}));
+  const Options remux =
+      TranslateOptions({"-vbsf", "x", "-map", "0:v", "-map", "0:1", "-f", "mpegts", "-"});
+  EXPECT_EQ(remux, Options({"-nostdin", "-bsf:v", "x", "-map", "0:V", "-map", "0:1", "-f", "mpegts",
+                            "-"}));
+  const struct {
+    const char* input;
+    const char* protocols;
+    const char* opened;
+  } inputs[] = {
+      {"HTTPS://x/", "http,https,tls,tcp", "HTTPS://x/"},
+      {"rtsp://x/", "rtsp,rtp,udp,tcp", "rtsp://x/"},
+      {"RTMP://x/", "rtmp,tcp", "RTMP://x/"},
+      {"mms://x/", "mmsh,http,tcp", "mmsh://x/"},
+      {"", "http,https,tls,tcp", ""},
+      {"-f", "http,https,tls,tcp", "-f"},
+      {"concat:/etc/passwd", "http,https,tls,tcp", "concat:/etc/passwd"},
+  };
+  for (const auto& [input, protocols, opened] : inputs) {
     const Options network = TranslateOptions({"-i", input, "-"});
-    ASSERT_EQ(network.size(), 8U);
-    EXPECT_EQ(network[3], "-protocol_whitelist");
-    EXPECT_EQ(network[4].find("file"), std::string::npos);
-    EXPECT_EQ(network[6], input);
+    ASSERT_EQ(network.size(), 10U);
+    EXPECT_EQ(network[2], protocols);
+    EXPECT_EQ(network[8], opened);
   }
   EXPECT_EQ(TranslateOptions({}), Options({"-nostdin"}));
   EXPECT_EQ(TranslateOptions({"-i"}), Options({"-nostdin", "-i"}));
