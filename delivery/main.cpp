@@ -4,13 +4,34 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <csignal>
 #include <exception>
 #include <initializer_list>
+#include <string_view>
 
 #include "delivery/driver.h"
 
 namespace {
+
+constexpr std::array<std::string_view, 7> kRequestVariables = {
+    "CONTENT_LENGTH=", "CONTENT_TYPE=",   "HTTP_IF_RANGE=", "HTTP_RANGE=",
+    "QUERY_STRING=",   "REQUEST_METHOD=", "REQUEST_URI="};
+
+/// Whoever starts a set-user-ID program chooses its environment, and libraries obey much of it, as
+/// libpq does PGHOST. Only what describes the request stays.
+void KeepRequestVariables() {
+  char** kept = environ;
+  for (char** variable = environ; *variable != nullptr; ++variable) {
+    const std::string_view text = *variable;
+    if (std::any_of(kRequestVariables.begin(), kRequestVariables.end(),
+                    [&](std::string_view name) { return text.starts_with(name); })) {
+      *kept++ = *variable;
+    }
+  }
+  *kept = nullptr;
+}
 
 /// Descriptors 0 to 2 are open, whatever the server left closed: nothing else may take their place.
 void FillStandardDescriptors() {
@@ -34,6 +55,7 @@ void RestoreSignals() {
 }  // namespace
 
 int main() {
+  KeepRequestVariables();
   FillStandardDescriptors();
   RestoreSignals();
   try {

@@ -1,11 +1,9 @@
 #include "platform/database/database.h"
 
 #include <syslog.h>
-#include <unistd.h>
 
 #include <array>
 #include <string_view>
-#include <utility>
 
 #include "platform/database/backend.h"
 #include "platform/module/module.h"
@@ -24,22 +22,7 @@ std::string ConfiguredDatabase() {
   return found > 0 ? value.data() : kDefault;
 }
 
-/// While it lives, the process has no environment variables.
-class EmptyEnvironment {
- public:
-  EmptyEnvironment() : former_(std::exchange(environ, nothing_.data())) {}
-  EmptyEnvironment(const EmptyEnvironment&) = delete;
-  EmptyEnvironment& operator=(const EmptyEnvironment&) = delete;
-  ~EmptyEnvironment() { environ = former_; }
-
- private:
-  std::array<char*, 1> nothing_{};
-  char** former_;
-};
-
 ORVADBConnection* ConnectPostgresql(const char* conninfo, const char* user, const char* database) {
-  // libpq obeys PGHOST, PGOPTIONS, HOME and more of whoever starts a set-user-ID program.
-  const EmptyEnvironment environment;
   auto* connect = reinterpret_cast<ConnectPostgresqlFunction*>(
       LoadModuleFunction(kPostgresqlModule, kConnectPostgresql));
   return connect == nullptr ? nullptr : connect(conninfo, user, database);
