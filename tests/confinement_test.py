@@ -18,7 +18,7 @@ NOISE = os.urandom(100000)
 WAV = b'RIFF' + struct.pack('<I', 100036) + b'WAVEfmt ' + struct.pack('<IHHIIHH', 16, 1, 2, 44100, 176400, 4, 16) \
     + b'data' + struct.pack('<I', 100000) + NOISE
 HLS = '#EXTM3U\n#EXT-X-TARGETDURATION:9\n#EXT-X-MEDIA-SEQUENCE:0\n#EXTINF:9,\n%s\n#EXT-X-ENDLIST\n'
-CRAFTED = {'hls.mp3': HLS % '/mnt/secret.wav', 'hls2.mp3': HLS % 'file:///mnt/secret.wav',
+CRAFTED = {'hls.mp3': HLS % '/mnt/secret.ts', 'hls2.mp3': HLS % 'file:///mnt/secret.ts',
            'concat.mp3': 'ffconcat version 1.0\nfile secret.wav\n',
            'sdp.mp3': 'v=0\nc=IN IP4 127.0.0.1\nm=audio 18081 RTP/AVP 0\n', 'image%d.jpg': 'x'}
 CONFINED = """ids={0} {0} {0} {1} {1} {1} groups=0
@@ -33,7 +33,7 @@ class Station(http.server.BaseHTTPRequestHandler):
     def do_GET(self):
         self.send_response(200)
         self.end_headers()
-        self.wfile.write((HLS % 'file:///mnt/secret.wav').encode())
+        self.wfile.write((HLS % 'file:///mnt/secret.ts').encode())
 
     def log_message(self, *_):
         pass
@@ -47,6 +47,8 @@ class Confinement(unittest.TestCase):
             with open('/mnt/' + name, 'wb') as file:
                 file.write(content if isinstance(content, bytes) else content.encode())
         os.chmod('/mnt/secret.wav', 0o600)
+        subprocess.run(['ffmpeg', '-nostdin', '-v', 'error', '-i', '/mnt/secret.wav', '-c:a', 'mp2',
+                        '/mnt/secret.ts'], check=True)
         os.symlink('secret.wav', '/mnt/link.wav')
         shutil.copy(harness.FFMPEG, '/mnt/launcher')
         os.mkdir('/mnt/open')
