@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
+#include <memory>
+#include <span>
 
 #include "delivery/wav_header.h"
 #include "platform/http_range/http_range.h"

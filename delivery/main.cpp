@@ -42,7 +42,8 @@ void FillStandardDescriptors() {
   if (descriptor >= 0) close(descriptor);
 }
 
-/// A client that left ends the process, also when the server ignores or blocks the signals of that.
+/// A client that left ends the process, and a child that ended can be reaped, also when the server
+/// ignores or blocks the signals of that.
 void RestoreSignals() {
   sigset_t none;
   sigemptyset(&none);
@@ -61,7 +62,7 @@ int main() {
   try {
     ServeRequest();
   } catch (const std::exception& failure) {
-    syslog(LOG_ERR, "main:%d %s", __LINE__, failure.what());
+    syslog(LOG_ERR, "%s:%d %s", "main", 10, failure.what());
   }
   return 0;
 }

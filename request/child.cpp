@@ -22,12 +22,10 @@ int Transcoder::StartChild(const ArgumentList& arguments) {
   for (std::size_t i = 0; i < arguments.size(); ++i) argv[i] = arguments[i].c_str();
 
   IF_RUN_AS(0, 0, kStart) { childStream = OLIBCPopenv(argv[0], "r", argv.data()); }
-  if (childStream == nullptr) {
-    CloseChild();
-    return -1;
+  if (childStream != nullptr) {
+    readBuffer.reset(
+        static_cast<unsigned char*>(std::malloc(static_cast<std::size_t>(readBufferSize))));
   }
-  readBuffer.reset(
-      static_cast<unsigned char*>(std::malloc(static_cast<std::size_t>(readBufferSize))));
   if (readBuffer == nullptr) {
     CloseChild();
     return -1;

@@ -1,7 +1,10 @@
 // The lookup of the requested item in the media database.
 
 #include <array>
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
+#include <utility>
 
 #include "platform/credentials/credentials.h"
 #include "platform/database/database.h"

@@ -42,7 +42,8 @@ class Transcoder {
   /// Sends the body to standard output, from `rangeStart` and, when `contentLength` is positive,
   /// exactly that many bytes (cut, or filled up with zero bytes); then closes the source. What has
   /// arrived is forwarded before more is waited for. An output that ends before `rangeStart` gives
-  /// an empty body. Returns the count of the last read, 0 at the end of the child's output.
+  /// an empty body. Nothing is read beyond the announced length. Returns the count of the last
+  /// read, 0 at the end of the child's output.
   int Stream();
 
   /// Closes the child's stream, releases the read buffer and flushes standard output. May be
@@ -71,8 +72,8 @@ class Transcoder {
   /// null or below 1.
   std::int32_t Read(void* data, std::int32_t size);
 
-  /// Reads and drops `count` bytes of `stream` through `readBuffer`. Returns 0, or -1 when the
-  /// stream ended before. A count below 1 drops nothing.
+  /// Reads and drops `count` bytes of `stream` through `readBuffer`, which must be there. Returns
+  /// 0, or -1 when the stream ended before. A count below 1 drops nothing.
   int SkipBytes(std::int64_t count, std::FILE* stream);
 
   struct Free {

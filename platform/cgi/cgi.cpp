@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -24,9 +25,12 @@ bool IsFormPost() {
 
 std::string ReadForm() {
   const char* length = std::getenv("CONTENT_LENGTH");
-  const unsigned long long announced = length == nullptr ? 0 : std::strtoull(length, nullptr, 10);
-  std::string form(static_cast<std::size_t>(std::min<unsigned long long>(announced, kLargestForm)),
-                   '\0');
+  std::size_t announced = 0;
+  if (length != nullptr) {
+    const auto [end, error] = std::from_chars(length, length + std::strlen(length), announced);
+    if (error == std::errc::result_out_of_range) announced = kLargestForm;
+  }
+  std::string form(std::min(announced, kLargestForm), '\0');
   std::size_t size = 0;
   while (size < form.size()) {
     const ssize_t count = read(STDIN_FILENO, &form[size], form.size() - size);

@@ -4,6 +4,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <optional>
 #include <vector>
 
@@ -22,25 +23,27 @@ std::optional<Groups> CurrentGroups() {
 // The supplementary groups to restore on the way back to root.
 std::optional<Groups> groupsBefore;
 
-int BecomeRoot() {
-  if (seteuid(0) != 0 || setegid(0) != 0) return -1;
-  if (groupsBefore && setgroups(groupsBefore->size(), groupsBefore->data()) != 0) return -1;
+bool RestoreGroups() {
+  if (groupsBefore && setgroups(groupsBefore->size(), groupsBefore->data()) != 0) return false;
   groupsBefore.reset();
-  return 0;
+  return true;
 }
+
+int BecomeRoot() { return seteuid(0) == 0 && setegid(0) == 0 && RestoreGroups() ? 0 : -1; }
 
 }  // namespace
 
 int ResetCredentialsByName(const char* name, int) {
+  // The way back depends on nothing that could fail.
+  if (std::strcmp(name, "root") == 0) return BecomeRoot();
   const passwd* user = getpwnam(name);
   if (user == nullptr) return -1;
-  if (user->pw_uid == 0) return BecomeRoot();
 
   const gid_t groupBefore = getegid();
   if (!groupsBefore) groupsBefore = CurrentGroups();
   if (!groupsBefore || initgroups(name, user->pw_gid) != 0) return -1;
   if (setegid(user->pw_gid) == 0 && seteuid(user->pw_uid) == 0) return 0;
   // Still root here: the user id changes last.
-  static_cast<void>(setegid(groupBefore) + setgroups(groupsBefore->size(), groupsBefore->data()));
+  static_cast<void>(setegid(groupBefore) == 0 && RestoreGroups());
   return -1;
 }

@@ -3,6 +3,9 @@
 #include <syslog.h>
 
 #include <array>
+#include <cerrno>
+#include <cstring>
+#include <optional>
 #include <string_view>
 
 #include "platform/database/backend.h"
@@ -16,10 +19,15 @@ constexpr std::string_view kSqlite = "sqlite:";
 constexpr std::string_view kPostgresql = "postgresql:";
 constexpr char kDefault[] = "sqlite:" PACKAGE_DIR "/var";
 
-std::string ConfiguredDatabase() {
+/// What the configuration names; nothing when it cannot be told, for then the default may be wrong.
+std::optional<std::string> ConfiguredDatabase() {
   std::array<char, 1024> value{};
+  errno = 0;
   const int found = OLIBCFileGetKeyValue(kConfiguration, "mediadb", value.data(), value.size(), 0);
-  return found > 0 ? value.data() : kDefault;
+  if (found > 0) return value.data();
+  if (found == 0 || errno == ENOENT) return kDefault;
+  syslog(LOG_ERR, "%s:%d cannot read %s: %s", "database", 20, kConfiguration, std::strerror(errno));
+  return std::nullopt;
 }
 
 ORVADBConnection* ConnectPostgresql(const char* conninfo, const char* user, const char* database) {
@@ -31,14 +39,16 @@ ORVADBConnection* ConnectPostgresql(const char* conninfo, const char* user, cons
 }  // namespace
 
 ORVADBConnection* ORVADBPConnect(const char*, const char* user, const char*, const char* database) {
-  const std::string configured = ConfiguredDatabase();
+  const std::optional<std::string> found = ConfiguredDatabase();
+  if (!found) return nullptr;
+  const std::string& configured = *found;
   if (configured.starts_with(kSqlite)) {
     return ConnectSqlite(configured.substr(kSqlite.size()), database).release();
   }
   if (configured.starts_with(kPostgresql)) {
     return ConnectPostgresql(configured.c_str() + kPostgresql.size(), user, database);
   }
-  syslog(LOG_ERR, "database:%d %s: unknown mediadb [%s]", __LINE__, kConfiguration,
+  syslog(LOG_ERR, "%s:%d %s: unknown mediadb [%s]", "database", 10, kConfiguration,
          configured.c_str());
   return nullptr;
 }

@@ -14,8 +14,8 @@ struct ORVADBResult;
 /// - `postgresql:CONNINFO` asks a PostgreSQL server. CONNINFO holds libpq's keywords, such as
 ///   `host=/run/postgresql` or `host=nas sslmode=verify-full`; it may be empty. Over a Unix socket
 ///   the server knows the process by its effective user ("peer" authentication). All has to be over
-///   2 s after the call, the queries too; only the look-up of a host name is not limited. No
-///   environment variable counts.
+///   2 s after the call, the queries too; only the look-up of a host name is not limited. What
+///   libpq obeys in the environment is for the program to remove at its start.
 ///
 /// Returns a connection for `ORVADBClose`; null, with an error in the log, when there is none.
 ORVADBConnection* ORVADBPConnect(const char*, const char* user, const char*, const char* database);

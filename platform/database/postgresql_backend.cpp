@@ -70,7 +70,7 @@ class Session {
   }
 
   void LogFailure(int line) const {
-    syslog(LOG_ERR, "database:%d %s%s", line, PQerrorMessage(connection_.get()),
+    syslog(LOG_ERR, "%s:%d %s%s", "postgresql_backend", line, PQerrorMessage(connection_.get()),
            late_ ? "no answer in time" : "");
   }
 
@@ -125,9 +125,9 @@ class PostgresqlConnection final : public ORVADBConnection {
         while (session_.Receive() != nullptr) continue;
         return std::make_unique<PostgresqlResult>(std::move(result));
       }
-      session_.LogFailure(__LINE__);
+      session_.LogFailure(10);
     } catch (const std::exception& failure) {
-      syslog(LOG_ERR, "database:%d %s", __LINE__, failure.what());
+      syslog(LOG_ERR, "%s:%d %s", "postgresql_backend", 20, failure.what());
     }
     return nullptr;
   }
@@ -145,9 +145,9 @@ ORVADBConnection* OrvaConnectPostgresql(const char* conninfo, const char* user,
     if (session.Connect()) {
       return std::make_unique<PostgresqlConnection>(std::move(session)).release();
     }
-    session.LogFailure(__LINE__);
+    session.LogFailure(30);
   } catch (const std::exception& failure) {
-    syslog(LOG_ERR, "database:%d %s", __LINE__, failure.what());
+    syslog(LOG_ERR, "%s:%d %s", "postgresql_backend", 40, failure.what());
   }
   return nullptr;
 }

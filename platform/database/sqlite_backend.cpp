@@ -1,6 +1,9 @@
 #include <sqlite3.h>
 #include <syslog.h>
 
+#include <new>
+#include <utility>
+
 #include "platform/database/backend.h"
 
 namespace {
@@ -53,7 +56,7 @@ class SqliteConnection final : public ORVADBConnection {
     if (step == SQLITE_ROW || step == SQLITE_DONE) {
       return std::make_unique<SqliteResult>(std::move(statement), step);
     }
-    syslog(LOG_ERR, "database:%d %s", __LINE__, sqlite3_errmsg(database_.get()));
+    syslog(LOG_ERR, "%s:%d %s", "sqlite_backend", 10, sqlite3_errmsg(database_.get()));
     return nullptr;
   }
 
@@ -68,14 +71,15 @@ std::unique_ptr<ORVADBConnection> ConnectSqlite(const std::string& directory,
   const std::string file = directory + "/" + database + ".db";
   sqlite3* opened = nullptr;
   sqlite3_open_v2(file.c_str(), &opened, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, nullptr);
-  Database handle(opened);  // there is one after a failure, too
+  Database handle(opened);  // which a failure leaves, too, for its message
+  if (opened == nullptr) throw std::bad_alloc();
   sqlite3_busy_timeout(opened, kBusyTimeout);
   // The queries run as root; what the file's owner wrote into its schema must not.
   sqlite3_db_config(opened, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
   // Opening is lazy: reading the schema makes it happen now, as the user that connects.
   if (sqlite3_exec(opened, "SELECT 1 FROM sqlite_schema", nullptr, nullptr, nullptr) != SQLITE_OK) {
-    syslog(LOG_ERR, "database:%d cannot open %s: %s", __LINE__, file.c_str(),
+    syslog(LOG_ERR, "%s:%d cannot open %s: %s", "sqlite_backend", 20, file.c_str(),
            sqlite3_errmsg(opened));
     return nullptr;
   }

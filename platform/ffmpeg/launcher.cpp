@@ -44,6 +44,7 @@ int main(int count, char** values) {
   // Variables such as FFREPORT would have files written.
   const char* const environment[] = {"PATH=/usr/bin:/bin", nullptr};
   execve(program.c_str(), started.data(), const_cast<char* const*>(environment));
-  syslog(LOG_ERR, "ffmpeg:%d cannot start %s: %s", __LINE__, program.c_str(), std::strerror(errno));
+  syslog(LOG_ERR, "%s:%d cannot start %s: %s", "launcher", 10, program.c_str(),
+         std::strerror(errno));
   return 127;
 }

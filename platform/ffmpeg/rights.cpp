@@ -33,7 +33,7 @@ bool BecomePackageUser() {
   // Without the right to change groups the user must change all the same.
   const bool groups = setgroups(0, nullptr) == 0 && setresgid(gid, gid, gid) == 0;
   if (setresuid(uid, uid, uid) != 0) return false;
-  if (!groups) syslog(LOG_ERR, "ffmpeg:%d cannot leave root's groups", __LINE__);
+  if (!groups) syslog(LOG_ERR, "%s:%d cannot leave root's groups", "rights", 10);
   return geteuid() != 0 && getuid() != 0;
 }
 
@@ -69,11 +69,11 @@ bool LeaveRoot(bool readsAnyFile) {
   NarrowBoundingSet();
   prctl(PR_SET_KEEPCAPS, 1, 0, 0, 0);
   if (!SettleIds() || !BecomePackageUser()) {
-    syslog(LOG_ERR, "ffmpeg:%d cannot leave root: %s", __LINE__, std::strerror(errno));
+    syslog(LOG_ERR, "%s:%d cannot leave root: %s", "rights", 20, std::strerror(errno));
     return false;
   }
   if (!KeepOnly(readsAnyFile)) {
-    syslog(LOG_ERR, "ffmpeg:%d goes on without CAP_DAC_READ_SEARCH: %s", __LINE__,
+    syslog(LOG_ERR, "%s:%d goes on without CAP_DAC_READ_SEARCH: %s", "rights", 30,
            std::strerror(errno));
     return KeepOnly(false);
   }

@@ -171,6 +171,6 @@ void ConfineTo(const std::string& program, const std::string& input) {
   const bool files = ConfineFiles(program, input);
   const bool calls = ConfineCalls(input.empty());
   if (files && calls) return;
-  syslog(LOG_ERR, "ffmpeg:%d goes on without%s%s", __LINE__, files ? "" : " Landlock",
+  syslog(LOG_ERR, "%s:%d goes on without%s%s", "sandbox", 10, files ? "" : " Landlock",
          calls ? "" : " seccomp");
 }

@@ -12,7 +12,6 @@ namespace {
 class RealIds {
  public:
   RealIds() : uid_(geteuid()), gid_(getegid()) {
-    // The group first: it takes root to change it, and the user id ends that.
     ok_ = setegid(getgid()) == 0 && seteuid(getuid()) == 0;
   }
   RealIds(const RealIds&) = delete;
@@ -21,7 +20,7 @@ class RealIds {
     if (geteuid() == uid_ && getegid() == gid_) return;
     // Through root: from the real ids there is no direct way to ids that are not the saved ones.
     if (seteuid(0) != 0 || setegid(gid_) != 0 || seteuid(uid_) != 0) {
-      syslog(LOG_AUTH | LOG_CRIT, "module:%d cannot return to the ids %d, %d", __LINE__,
+      syslog(LOG_AUTH | LOG_CRIT, "%s:%d cannot return to the ids %d, %d", "module", 10,
              static_cast<int>(uid_), static_cast<int>(gid_));
     }
   }
@@ -42,7 +41,7 @@ void* LoadModuleFunction(const char* name, const char* symbol) {
   void* function = module == nullptr ? nullptr : dlsym(module, symbol);
   if (function == nullptr) {
     const char* reason = dlerror();
-    syslog(LOG_ERR, "module:%d cannot load %s: %s", __LINE__, file.c_str(),
+    syslog(LOG_ERR, "%s:%d cannot load %s: %s", "module", 20, file.c_str(),
            reason == nullptr ? "no permission" : reason);
   }
   return function;

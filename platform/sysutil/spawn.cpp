@@ -7,34 +7,13 @@
 #include <csignal>
 #include <cstring>
 #include <map>
-#include <utility>
 
+#include "platform/sysutil/descriptor.h"
 #include "platform/sysutil/sysutil.h"
 
 namespace {
 
 constexpr int kPipeSize = 1 << 20;  // what an unprivileged process may ask for by default
-
-/// A file descriptor above 2, closed at the end of the scope.
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {
-    if (fd_ < 0 || fd_ > STDERR_FILENO) return;
-    // A standard descriptor was closed at start; its number must not carry the pipe.
-    fd_ = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    close(fd);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (fd_ >= 0) close(fd_);
-  }
-  int get() const { return fd_; }
-  int release() { return std::exchange(fd_, -1); }
-
- private:
-  int fd_;
-};
 
 /// The parameters of posix_spawn(3), which report failures as error numbers.
 class SpawnParameters {
@@ -95,11 +74,9 @@ std::FILE* OLIBCPopenv(const char* path, const char* mode, const char* const* ar
     errno = EINVAL;
     return nullptr;
   }
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) return nullptr;
-  Descriptor output(ends[0]);
-  const Descriptor input(ends[1]);
-  if (output.get() < 0 || input.get() < 0) return nullptr;
+  Descriptor output;
+  Descriptor input;
+  if (!OpenPipe(output, input)) return nullptr;
   // What exceeds the system's limits is refused, and the default size then has to do.
   static_cast<void>(fcntl(output.get(), F_SETPIPE_SZ, kPipeSize));
 

@@ -4,8 +4,8 @@
 
 /// Starts the program at `path` with exactly the argument array `argv` (ended by a null pointer;
 /// its first entry is the path again) and connects its standard output to a pipe. Returns an
-/// unbuffered stream on the pipe's other end, to be given to `OLIBCPclose`; null with errno set
-/// when `mode` is not "r" or the program cannot be started.
+/// unbuffered stream on the pipe's other end, to be given to `OLIBCPclose`; null when
+/// `mode` is not "r" or the program cannot be started.
 ///
 /// The child inherits the effective ids and standard error, reads /dev/null, has default signal
 /// dispositions, an empty signal mask and a fixed small environment, and no other descriptor. The

@@ -17,6 +17,7 @@
 #include <cstring>
 
 #include "platform/module/module.h"
+#include "platform/sysutil/descriptor.h"
 #include "platform/url_parser/address.h"
 #include "platform/url_parser/station_module.h"
 
@@ -79,13 +80,13 @@ std::string Receive(int input, steady_clock::time_point deadline) {
 
 std::string ResolveStation(const char* address) {
   const auto deadline = steady_clock::now() + kLimit;
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) return {};
+  Descriptor answer;
+  Descriptor input;
+  if (!OpenPipe(answer, input)) return {};
   const pid_t child = fork();
-  if (child == 0) Resolve(address, ends[1]);
-  close(ends[1]);
-  std::string found = child < 0 ? std::string() : Receive(ends[0], deadline);
-  close(ends[0]);
+  if (child == 0) Resolve(address, input.get());
+  input.reset();
+  std::string found = child < 0 ? std::string() : Receive(answer.get(), deadline);
   if (child > 0) {
     kill(child, SIGKILL);
     while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) continue;

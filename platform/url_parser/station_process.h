@@ -7,5 +7,5 @@
 /// when that is root, without the environment and with no descriptor but standard error.
 ///
 /// Returns the address of the stream, which is a network address whatever became of that process,
-/// or nothing when there is none after 5 s. Descriptors 0 to 2 must be open.
+/// or nothing when there is none after 5 s.
 std::string ResolveStation(const char* address);

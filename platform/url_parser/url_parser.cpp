@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "platform/url_parser/address.h"
 #include "platform/url_parser/station_process.h"
