@@ -1,39 +1,61 @@
 #include "delivery/audio_track.h"
 
+#include <syslog.h>
+
+#include <chrono>
 #include <new>
+#include <optional>
 
 #include "media/module.h"
 #include "platform/module/module.h"
+#include "platform/sysutil/answer.h"
 
 namespace {
 
-/// Where the module puts the arguments; a full heap must not throw through its frames.
+constexpr std::chrono::seconds kLimit{10};
+
+/// Where the module puts the arguments, each ended by a NUL; a full heap must not throw through its
+/// frames.
 struct Appender {
-  std::vector<std::string>& arguments;
+  std::string text = {};
   bool failed = false;
 
   static void Append(void* context, const char* argument) {
     auto* self = static_cast<Appender*>(context);
     try {
-      self->arguments.emplace_back(argument);
+      self->text.append(argument).push_back('\0');
     } catch (const std::bad_alloc&) {
       self->failed = true;
     }
   }
 };
 
+std::string Select(const std::string& path, const std::vector<std::string>& copyList) {
+  auto* select = reinterpret_cast<SelectAudioTrackFunction*>(
+      LoadModuleFunction(kMediaModule, kSelectAudioTrack));
+  if (select == nullptr) return {};
+  std::vector<const char*> copied;
+  for (const std::string& codec : copyList) copied.push_back(codec.c_str());
+  copied.push_back(nullptr);
+  Appender appender;
+  if (select(path.c_str(), copied.data(), &Appender::Append, &appender) != 0 || appender.failed) {
+    throw std::bad_alloc();
+  }
+  return appender.text;
+}
+
 }  // namespace
 
 void AppendAudioTrackArgs(const std::string& path, const std::vector<std::string>& copyList,
                           std::vector<std::string>& arguments) {
-  auto* select = reinterpret_cast<SelectAudioTrackFunction*>(
-      LoadModuleFunction(kMediaModule, kSelectAudioTrack));
-  if (select == nullptr) return;
-  std::vector<const char*> copied;
-  for (const std::string& codec : copyList) copied.push_back(codec.c_str());
-  copied.push_back(nullptr);
-  Appender appender{arguments};
-  if (select(path.c_str(), copied.data(), &Appender::Append, &appender) != 0 || appender.failed) {
-    throw std::bad_alloc();
+  const std::optional<std::string> answer =
+      AnswerOf([&] { return Select(path, copyList); }, kLimit);
+  if (!answer) {
+    syslog(LOG_ERR, "%s:%d no audio track was chosen for [%s]", "audio_track", 10, path.c_str());
+    return;
+  }
+  for (std::size_t start = 0; start < answer->size();) {
+    arguments.emplace_back(answer->c_str() + start);
+    start += arguments.back().size() + 1;
   }
 }

@@ -2,7 +2,6 @@
 
 #include <strings.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <memory>
@@ -14,7 +13,8 @@
 namespace {
 
 constexpr std::int64_t kLiveLength = 4294967295;
-constexpr std::int64_t kMp3ByteRate = 16000;  // 128 kbit/s
+constexpr std::int64_t kMp3ByteRate = 16000;                  // 128 kbit/s
+constexpr std::int64_t kLongest = 1'000'000'000'000'000'000;  // fits every header text
 constexpr std::int32_t kWavHeaderBytes = 128;
 constexpr char kLpcmFeatures[] =
     "DLNA.ORG_PN=LPCM;DLNA.ORG_OP=01;DLNA.ORG_FLAGS=01700000000000000000000000000000";
@@ -74,7 +74,7 @@ std::int64_t GeneriCoder::EstimateLength(Delivery delivery) const {
   std::int64_t bits = 0;
   std::int64_t length = 0;
   if (__builtin_mul_overflow(std::int64_t{bitsPerSample} * sampleRate, channels, &bits) ||
-      __builtin_mul_overflow(seconds, bits / 8, &length) || length > INT64_MAX / 2) {
+      __builtin_mul_overflow(seconds, bits / 8, &length) || length > kLongest) {
     return 0;
   }
   return length;

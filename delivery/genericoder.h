@@ -23,9 +23,9 @@ class GeneriCoder final : public Transcoder {
   /// nothing.
   int Open() override;
 
-  /// The delivery of this request. Pure, like the operations below.
+  /// The delivery of this request.
   Delivery ChooseDelivery() const;
-  /// The child's command line. For a remux it probes the file.
+  /// The child's command line. For a remux the file is probed, for a station a playlist fetched.
   ArgumentList BuildArguments(Delivery delivery) const;
 
   /// Each appends one run of the output half of a conversion's command line to `arguments`: format,

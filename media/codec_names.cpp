@@ -13,7 +13,8 @@ struct CodecName {
   std::int32_t id;
 };
 
-// The names are libavcodec's own, but for "mpeg2". The row without a name ends the table.
+// The names are libavcodec's own, but for "mpeg2" and what it has renamed. The row without a name
+// ends the table.
 constexpr std::array<CodecName, 82> CodecNameTable{{
     {"dts", AV_CODEC_ID_DTS},
     {"ac3", AV_CODEC_ID_AC3},

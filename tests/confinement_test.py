@@ -18,15 +18,16 @@ NOISE = os.urandom(100000)
 WAV = b'RIFF' + struct.pack('<I', 100036) + b'WAVEfmt ' + struct.pack('<IHHIIHH', 16, 1, 2, 44100, 176400, 4, 16) \
     + b'data' + struct.pack('<I', 100000) + NOISE
 HLS = '#EXTM3U\n#EXT-X-TARGETDURATION:9\n#EXT-X-MEDIA-SEQUENCE:0\n#EXTINF:9,\n%s\n#EXT-X-ENDLIST\n'
-CRAFTED = {'hls.mp3': HLS % '/mnt/secret.ts', 'hls2.mp3': HLS % 'file:///mnt/secret.ts',
+CRAFTED = {'hls.mkv': HLS % '/mnt/fifo.ts', 'hls.mp3': HLS % '/mnt/secret.ts', 'hls2.mp3': HLS % 'file:///mnt/secret.ts',
            'concat.mp3': 'ffconcat version 1.0\nfile secret.wav\n',
            'sdp.mp3': 'v=0\nc=IN IP4 127.0.0.1\nm=audio 18081 RTP/AVP 0\n', 'image%d.jpg': 'x'}
 CONFINED = """ids={0} {0} {0} {1} {1} {1} groups=0
 capabilities={2} {2} no_new_privs=1
 core=0 descriptors=3 environment=PATH=/usr/bin:/bin
 """
-FILE = 'input=yes\noverwrite=EACCES\nchmod=EPERM\nunlink=EPERM\n'
-REST = 'other=EACCES\ncreate=EACCES\nlist=EACCES\nhandle=EPERM\nconnect={}\nsignal=EPERM\nroot=EPERM\nshell=EACCES\n'
+FILE = 'input=yes\noverwrite=EPERM\ntruncate=EPERM\nchmod=EPERM\nchmodat=EPERM\nunlink=EPERM\n'
+REST = 'other=EACCES\ncreate=EPERM\nlist=EACCES\nhandle=EPERM\nconnect={}\nlocal=EPERM\nnamespace=EPERM\n' \
+    'signal=EPERM\nlimit=EPERM\nroot=EPERM\nshell=EACCES\n'
 
 
 class Station(http.server.BaseHTTPRequestHandler):
@@ -54,7 +55,9 @@ class Confinement(unittest.TestCase):
         os.mkdir('/mnt/open')
         os.chmod('/mnt/open', 0o777)
         harness.write_database(music=[(1, '/mnt/link.wav', 2, 44100, 0)] + [
-            (number, '/mnt/' + name, 2, 44100, 0) for number, name in enumerate(CRAFTED, 2)])
+            (number, '/mnt/' + name, 2, 44100, 0) for number, name in enumerate(CRAFTED, 2)],
+            video=[(1, '/mnt/hls.mkv', None, None, 1)])
+        os.mkfifo('/mnt/fifo.ts')
         cls.server = http.server.ThreadingHTTPServer(('127.0.0.1', 18081), Station)
         threading.Thread(target=cls.server.serve_forever, daemon=True).start()
 
@@ -90,7 +93,9 @@ class Confinement(unittest.TestCase):
         body = request('id=1&format=pcm&downsample=true', environment={'HTTP_RANGE': 'bytes=0-99'}).body
         self.assertNotEqual(body.strip(b'\0'), b'')
         station = '&radio=http://127.0.0.1:18081/'
-        for query in [f'id={number}' for number in range(2, 2 + len(CRAFTED))] + [
+        # The probe of a video follows none either: it would wait for the pipe.
+        self.assertEqual(request('id=1&type=video').log[0][1], 'utils:159 Failed to open file [/mnt/hls.mkv]')
+        for query in [f'id={number}' for number in range(3, 2 + len(CRAFTED))] + [
                 'id=1' + station, f'id=1{station}x.m3u8', 'id=1&radio=link.wav', 'id=1&radio=mnt/link.wav']:
             with self.subTest(query):
                 response = request(query + '&format=pcm', environment={'HTTP_RANGE': 'bytes=0-99999'})

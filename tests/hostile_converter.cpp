@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <linux/capability.h>
 #include <netinet/in.h>
+#include <sched.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -59,7 +60,9 @@ int main(int count, char** values) {
   if (input != nullptr) {
     Tell("input", open(input, O_RDONLY));
     Tell("overwrite", open(input, O_WRONLY | O_TRUNC));
+    Tell("truncate", open(input, O_RDONLY | O_TRUNC));
     Tell("chmod", chmod(input, 0777));
+    Tell("chmodat", syscall(452 /* fchmodat2 */, AT_FDCWD, input, 0777, 0));
     Tell("unlink", unlink(input));
   }
   Tell("other", open("/etc/shadow", O_RDONLY));
@@ -67,7 +70,11 @@ int main(int count, char** values) {
   Tell("list", open("/mnt", O_RDONLY | O_DIRECTORY));
   Tell("handle", syscall(SYS_open_by_handle_at, AT_FDCWD, nullptr, O_RDONLY));
   Tell("connect", Connect());
-  Tell("signal", kill(getppid(), 0));
+  Tell("local", socket(AF_UNIX, SOCK_STREAM, 0));
+  Tell("namespace",
+       syscall(SYS_clone, CLONE_NEWUSER | SIGCHLD, nullptr, nullptr, nullptr, nullptr));
+  Tell("signal", syscall(SYS_tgkill, getppid(), getppid(), 0));
+  Tell("limit", prlimit(getppid(), RLIMIT_CORE, &core, nullptr));
   Tell("root", setuid(0));
   Tell("shell", execl("/bin/sh", "sh", "-c", ":", nullptr));
 }

@@ -149,9 +149,9 @@ TEST(FfmpegOptions, BecomeThoseOfAStockFfmpeg) {
     const char* protocols;
     const char* opened;
   } inputs[] = {
-      {"HTTPS://x/", "http,https,tls,tcp", "HTTPS://x/"},
+      {"HTTPS://x/", "http,https,tls,tcp", "https://x/"},
       {"rtsp://x/", "rtsp,rtp,udp,tcp", "rtsp://x/"},
-      {"RTMP://x/", "rtmp,tcp", "RTMP://x/"},
+      {"RTMP://x/", "rtmp,tcp", "rtmp://x/"},
       {"mms://x/", "mmsh,http,tcp", "mmsh://x/"},
       {"", "http,https,tls,tcp", ""},
       {"-f", "http,https,tls,tcp", "-f"},

@@ -1,6 +1,7 @@
 // Stands at the place of the media server's ffmpeg: leaves root, confines itself to the one
 // conversion and becomes the system's ffmpeg.
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -12,9 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "platform/confinement/rights.h"
+#include "platform/confinement/sandbox.h"
 #include "platform/ffmpeg/options.h"
-#include "platform/ffmpeg/rights.h"
-#include "platform/ffmpeg/sandbox.h"
 #include "platform/sysutil/sysutil.h"
 
 namespace {
@@ -32,10 +33,15 @@ int main(int count, char** values) {
   const std::vector<std::string> arguments(values + std::min(count, 1), values + count);
   const std::string program = SystemFfmpeg();
   const std::string input = LocalInput(arguments);
+  // Standard error would be the web server's log, to be emptied by whoever takes ffmpeg over.
+  if (dup2(open("/dev/null", O_RDWR), STDERR_FILENO) < 0 || chdir("/") != 0) return 1;
   close_range(STDERR_FILENO + 1, ~0U, 0);
+  openlog("ffmpeg", LOG_NDELAY, LOG_USER);  // for once confined there may be no socket
   umask(077);
-  if (chdir("/") != 0 || !LeaveRoot(!input.empty())) return 1;
-  ConfineTo(program, input);
+  if (!LeaveRoot(input)) return 1;
+  Needs needs{.program = program, .files = {}, .network = input.empty()};
+  if (!input.empty()) needs.files.push_back(input);
+  ConfineTo(needs);
 
   std::vector<std::string> options = TranslateOptions(arguments);
   std::vector<char*> started{const_cast<char*>(program.c_str())};

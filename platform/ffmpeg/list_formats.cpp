@@ -11,11 +11,23 @@ extern "C" {
 
 namespace {
 
-constexpr std::array<std::string_view, 16> kNamesOtherFiles = {
-    "avisynth",    "concat",      "dash",   "hls",
-    "image2",      "imf",         "lavfi",  "mpjpeg",
-    "rtp",         "rtsp",        "sap",    "sdp",
-    "tedcaptions", "vapoursynth", "vobsub", "webm_dash_manifest"};
+constexpr std::array<std::string_view, 17> kNamesOtherFiles = {"avisynth",
+                                                               "concat",
+                                                               "dash",
+                                                               "hls",
+                                                               "image2",
+                                                               "imf",
+                                                               "lavfi",
+                                                               "mlv",
+                                                               "mpjpeg",
+                                                               "rtp",
+                                                               "rtsp",
+                                                               "sap",
+                                                               "sdp",
+                                                               "tedcaptions",
+                                                               "vapoursynth",
+                                                               "vobsub",
+                                                               "webm_dash_manifest"};
 
 }  // namespace
 

@@ -1,6 +1,9 @@
 #include "platform/ffmpeg/options.h"
 
+#include <algorithm>
 #include <array>
+#include <cctype>
+#include <cstddef>
 #include <initializer_list>
 #include <string_view>
 
@@ -30,15 +33,6 @@ void Append(Options& options, std::initializer_list<const char*> more) {
   options.insert(options.end(), more.begin(), more.end());
 }
 
-bool StartsWith(std::string_view text, std::string_view prefix) {
-  if (text.size() < prefix.size()) return false;
-  for (std::size_t i = 0; i < prefix.size(); ++i) {
-    const bool capital = text[i] >= 'A' && text[i] <= 'Z';
-    if ((capital ? text[i] - 'A' + 'a' : text[i]) != prefix[i]) return false;
-  }
-  return true;
-}
-
 void AppendLocalInput(Options& options, const std::string& path) {
   Append(options,
          {"-protocol_whitelist", "file", "-format_whitelist", kSelfContainedFormats, "-i"});
@@ -46,11 +40,15 @@ void AppendLocalInput(Options& options, const std::string& path) {
 }
 
 void AppendNetworkInput(Options& options, std::string address) {
-  // ffmpeg knows Microsoft's protocol over HTTP, as stations offer it, by this name.
-  if (StartsWith(address, "mms:")) address.replace(0, 4, "mmsh:");
-  for (const Scheme& scheme : kSchemes) {
-    if (!StartsWith(address, scheme.prefix)) continue;
-    Append(options, {"-protocol_whitelist", scheme.protocols, scheme.timeout, kSilence});
+  // ffmpeg knows protocols by their names in lower case, and Microsoft's over HTTP by another one.
+  const auto scheme =
+      address.begin() + static_cast<std::ptrdiff_t>(std::min(address.find(':'), address.size()));
+  std::transform(address.begin(), scheme, address.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  if (address.starts_with("mms:")) address.replace(0, 4, "mmsh:");
+  for (const Scheme& each : kSchemes) {
+    if (!address.starts_with(each.prefix)) continue;
+    Append(options, {"-protocol_whitelist", each.protocols, each.timeout, kSilence});
     break;
   }
   Append(options, {"-analyzeduration", kAnalysis, "-i"});

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <optional>
 #include <string_view>
@@ -48,6 +49,8 @@ std::optional<Segment> ParseRange(std::string_view text, Offset total) {
 int HTTPFileOutputer::SeekHttpRange(Segment** segments, long total) {
   constexpr std::string_view kUnit = "bytes=";
   const char* header = std::getenv("HTTP_RANGE");
+  const char* method = std::getenv("REQUEST_METHOD");
+  if (method != nullptr && std::strcmp(method, "GET") != 0) return 0;
   if (header == nullptr || std::getenv("HTTP_IF_RANGE") != nullptr || total < 0) return 0;
   if (strncasecmp(header, kUnit.data(), kUnit.size()) != 0) return 0;
 
@@ -68,7 +71,7 @@ int HTTPFileOutputer::SeekHttpRange(Segment** segments, long total) {
   if (!any) return 0;
   if (!chosen) return -1;
   *segments = static_cast<Segment*>(std::malloc(sizeof(Segment)));
-  if (*segments == nullptr) return -1;
+  if (*segments == nullptr) return 0;
   **segments = *chosen;
   return 1;
 }

@@ -15,8 +15,9 @@ class HTTPFileOutputer {
   /// - above 0: a range applies; `*segments` is a malloc'ed list of the first satisfiable one, to
   ///   be released with free(3), its end clamped to the body;
   /// - 0: no range counts: none was sent, its text is malformed or in another unit, `total` is
-  ///   negative, or the request has an `HTTP_IF_RANGE` (no validator is ever sent to match it);
-  /// - below 0: no range can be satisfied, or the heap is exhausted.
+  ///   negative, the request has an `HTTP_IF_RANGE` (no validator is ever sent to match it) or a
+  ///   method other than GET, or the heap is exhausted;
+  /// - below 0: no range can be satisfied.
   /// `*segments` is only set in the first case.
   int SeekHttpRange(_tag_HTTP_RANGE_SEGMENT** segments, long total);
 };

@@ -1,5 +1,6 @@
-#include "platform/ffmpeg/rights.h"
+#include "platform/confinement/rights.h"
 
+#include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
 #include <sys/capability.h>
@@ -10,6 +11,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <initializer_list>
 #include <memory>
 
 namespace {
@@ -44,22 +46,26 @@ void NarrowBoundingSet() {
   }
 }
 
-bool KeepOnly(bool readsAnyFile) {
+/// Sets the process's capabilities, and for programs that it executes the `ambient` ones of them.
+bool KeepOnly(std::initializer_list<cap_value_t> kept, bool ambient) {
   const std::unique_ptr<void, decltype(&cap_free)> owner(cap_init(), &cap_free);
   const auto capabilities = static_cast<cap_t>(owner.get());
   if (capabilities == nullptr) return false;
-  if (readsAnyFile) {
-    for (const cap_flag_t set : {CAP_PERMITTED, CAP_EFFECTIVE, CAP_INHERITABLE}) {
-      cap_set_flag(capabilities, set, 1, &kReadAnyFile, CAP_SET);
-    }
+  for (const cap_value_t each : kept) {
+    cap_set_flag(capabilities, CAP_PERMITTED, 1, &each, CAP_SET);
+    cap_set_flag(capabilities, CAP_EFFECTIVE, 1, &each, CAP_SET);
+    if (ambient) cap_set_flag(capabilities, CAP_INHERITABLE, 1, &each, CAP_SET);
   }
-  return cap_set_proc(capabilities) == 0 &&
-         (!readsAnyFile || cap_set_ambient(kReadAnyFile, CAP_SET) == 0);
+  if (cap_set_proc(capabilities) != 0) return false;
+  for (const cap_value_t each : kept) {
+    if (ambient && cap_set_ambient(each, CAP_SET) != 0) return false;
+  }
+  return true;
 }
 
 }  // namespace
 
-bool LeaveRoot(bool readsAnyFile) {
+bool LeaveRoot(const std::string& input) {
   const rlimit none{0, 0};
   setrlimit(RLIMIT_CORE, &none);
   setrlimit(RLIMIT_FSIZE, &none);
@@ -72,10 +78,18 @@ bool LeaveRoot(bool readsAnyFile) {
     syslog(LOG_ERR, "%s:%d cannot leave root: %s", "rights", 20, std::strerror(errno));
     return false;
   }
-  if (!KeepOnly(readsAnyFile)) {
-    syslog(LOG_ERR, "%s:%d goes on without CAP_DAC_READ_SEARCH: %s", "rights", 30,
-           std::strerror(errno));
-    return KeepOnly(false);
+  // The capabilities are not in effect at this point, so this is what the user may read.
+  if (input.empty() || faccessat(AT_FDCWD, input.c_str(), R_OK, AT_EACCESS) == 0 ||
+      errno == ENOENT) {
+    return KeepOnly({}, false);
   }
-  return true;
+  if (KeepOnly({kReadAnyFile}, true)) return true;
+  syslog(LOG_ERR, "%s:%d goes on without CAP_DAC_READ_SEARCH: %s", "rights", 30,
+         std::strerror(errno));
+  return KeepOnly({}, false);
+}
+
+void LimitRoot() {
+  prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+  if (geteuid() == 0) KeepOnly({CAP_DAC_READ_SEARCH, CAP_SETUID, CAP_SETGID}, false);
 }
