@@ -2,9 +2,12 @@
 
 #include <syslog.h>
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <new>
 #include <optional>
+#include <string_view>
 
 #include "media/module.h"
 #include "platform/module/module.h"
@@ -13,6 +16,16 @@
 namespace {
 
 constexpr std::chrono::seconds kLimit{10};
+constexpr std::array<std::string_view, 12> kAudioArguments = {
+    "-an", "-acodec", "copy", "mp2", "-ab", "128k", "-ar", "44100", "-ac", "2", "-map", "0:v"};
+
+/// Whether the choice of a track can bring this argument. A file that has taken the module over
+/// must not choose what else the converter does.
+bool IsAudioArgument(std::string_view argument) {
+  return std::ranges::find(kAudioArguments, argument) != kAudioArguments.end() ||
+         (argument.starts_with("0:") && argument.size() > 2 &&
+          argument.find_first_not_of("0123456789", 2) == std::string_view::npos);
+}
 
 /// Where the module puts the arguments, each ended by a NUL; a full heap must not throw through its
 /// frames.
@@ -50,12 +63,14 @@ void AppendAudioTrackArgs(const std::string& path, const std::vector<std::string
                           std::vector<std::string>& arguments) {
   const std::optional<std::string> answer =
       AnswerOf([&] { return Select(path, copyList); }, kLimit);
-  if (!answer) {
+  std::vector<std::string> chosen;
+  for (std::size_t start = 0; answer && start < answer->size();) {
+    chosen.emplace_back(answer->c_str() + start);
+    start += chosen.back().size() + 1;
+  }
+  if (!answer || !std::ranges::all_of(chosen, IsAudioArgument)) {
     syslog(LOG_ERR, "%s:%d no audio track was chosen for [%s]", "audio_track", 10, path.c_str());
     return;
   }
-  for (std::size_t start = 0; start < answer->size();) {
-    arguments.emplace_back(answer->c_str() + start);
-    start += arguments.back().size() + 1;
-  }
+  arguments.insert(arguments.end(), chosen.begin(), chosen.end());
 }
