@@ -1,5 +1,4 @@
 """What the end-to-end tests share. They run as root inside tools/private-tree."""
-import atexit
 import collections
 import contextlib
 import json
@@ -8,29 +7,27 @@ import socket
 import sqlite3
 import subprocess
 import time
+from pathlib import Path
 
 PACKAGE = '/var/packages/Lumetra'
 PROGRAM = PACKAGE + '/target/cgi-bin/transcoder.cgi'
 FFMPEG = PACKAGE + '/target/bin/ffmpeg'
-LUMETRA_DB = PACKAGE + '/var/lumetra.db'
-METADATA_DB = PACKAGE + '/var/video_metadata.db'
-CONFIGURATION = '/etc/orvainfo.conf'
+LUMETRA_DB = Path(PACKAGE + '/var/lumetra.db')
+METADATA_DB = Path(PACKAGE + '/var/video_metadata.db')
+CONFIGURATION = Path('/etc/orvainfo.conf')
 WEB_USER = 33
-RECORD, OUTPUT = '/mnt/record', '/mnt/output'
+RECORD, OUTPUT = Path('/mnt/record'), Path('/mnt/output')
 
 Response = collections.namedtuple('Response', 'header body log')
 
-log = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
-with contextlib.suppress(FileNotFoundError):
-    os.unlink('/dev/log')
+Path('/dev/log').unlink(missing_ok=True)
+log = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM | socket.SOCK_NONBLOCK)
 log.bind('/dev/log')
 os.chmod('/dev/log', 0o666)
-log.setblocking(False)
-atexit.register(log.close)
 
 
+# The (priority, message) pairs logged since the last call or start of the program.
 def logged():
-    """The (priority, message) pairs logged since the last call."""
     lines = []
     with contextlib.suppress(BlockingIOError):
         while True:
@@ -40,23 +37,20 @@ def logged():
     return lines
 
 
+# Starts the program as the web server does, and as its user.
 def start(query, method='GET', environment=None, user=WEB_USER, **options):
-    """Starts the program as the web server does, and as its user."""
-    variables = {'REQUEST_METHOD': method, 'REQUEST_URI': b'/transcoder.cgi?' + os.fsencode(query),
-                 'QUERY_STRING': query}
-    variables.update(environment or {})
-    variables = {name: value for name, value in variables.items() if value is not None}
-    return subprocess.Popen([PROGRAM], **{
-        'env': variables, 'user': user, 'group': user, 'extra_groups': [], 'cwd': '/',
-        'stdout': subprocess.PIPE, 'stderr': subprocess.PIPE, 'stdin': subprocess.DEVNULL,
-        **options})
-
-
-def request(query, *arguments, **options):
-    """Serves one request. The header comes as a list of (name, value), None without a block."""
     logged()
-    with contextlib.suppress(FileNotFoundError):
-        os.unlink(RECORD)
+    variables = {'REQUEST_METHOD': method, 'REQUEST_URI': b'/transcoder.cgi?' + os.fsencode(query),
+                 'QUERY_STRING': query, **(environment or {})}
+    return subprocess.Popen([PROGRAM], **{
+        'env': {name: value for name, value in variables.items() if value is not None}, 'cwd': '/',
+        'user': user, 'group': user, 'extra_groups': [], 'stdin': subprocess.DEVNULL,
+        'stdout': subprocess.PIPE, 'stderr': subprocess.PIPE, **options})
+
+
+# Serves one request. The header comes as a list of (name, value), None without a block.
+def request(query, *arguments, **options):
+    RECORD.unlink(missing_ok=True)
     process = start(query, *arguments, **options)
     output, errors = process.communicate(timeout=60)
     if process.returncode != 0 or errors:
@@ -66,10 +60,9 @@ def request(query, *arguments, **options):
     return Response(header, body, logged())
 
 
+# Replaces a database: each table's rows are (id, path, channel, frequency, duration).
 def write_database(file=LUMETRA_DB, **tables):
-    """Replaces a database: each table's rows are (id, path, channel, frequency, duration)."""
-    with contextlib.suppress(FileNotFoundError):
-        os.unlink(file)
+    Path(file).unlink(missing_ok=True)
     with contextlib.closing(sqlite3.connect(file)) as database, database:
         for table, rows in tables.items():
             database.execute(f'CREATE TABLE {table}(id, path, channel, frequency, duration)')
@@ -78,18 +71,11 @@ def write_database(file=LUMETRA_DB, **tables):
                 [(row[0], row[1] and os.fsencode(row[1]), *row[2:]) for row in rows])
 
 
-def read(file):
-    with open(file, 'rb') as opened:
-        return opened.read()
-
-
+# Replaces the system configuration; None removes it.
 def configure(text):
-    """Replaces the system configuration; None removes it."""
+    CONFIGURATION.unlink(missing_ok=True)
     if text is not None:
-        with open(CONFIGURATION, 'w') as file:
-            file.write(text)
-    elif os.path.exists(CONFIGURATION):
-        os.unlink(CONFIGURATION)
+        CONFIGURATION.write_text(text)
 
 
 STAND_IN = f'''#!/usr/bin/python3 -IS
@@ -103,37 +89,29 @@ sys.stdout.buffer.write(open('{OUTPUT}', 'rb').read())
 '''
 
 
-def install_stand_in(output=b'', file=FFMPEG, text=STAND_IN):
-    """Puts a program in ffmpeg's place that records how it was started and writes `output`."""
-    set_output(output)
-    with contextlib.suppress(FileNotFoundError):
-        os.unlink(file)
-    with open(file, 'w') as script:
-        script.write(text)
-    os.chmod(file, 0o755)
+# Puts a program in ffmpeg's place; its own records how it was started and writes `output`.
+def install_stand_in(output=b'', text=STAND_IN):
+    OUTPUT.write_bytes(output)
+    Path(FFMPEG).unlink(missing_ok=True)
+    Path(FFMPEG).write_text(text)
+    os.chmod(FFMPEG, 0o755)
 
 
-def set_output(output):
-    with open(OUTPUT, 'wb') as file:
-        file.write(output)
-
-
+# How the stand-in was started; the program may end before it has told.
 def recorded():
-    """How the stand-in was started; the program may end before it has told."""
     for _ in range(500):
         with contextlib.suppress(FileNotFoundError):
-            with open(RECORD) as file:
-                return json.load(file)
+            return json.loads(RECORD.read_text())
         time.sleep(0.01)
     raise AssertionError('the converter was not started')
 
 
+# The ids of the processes whose program file is `name` (at most 15 characters count).
 def processes(name):
-    """The ids of the processes whose program file is `name` (at most 15 characters count)."""
     found = []
     for entry in filter(str.isdigit, os.listdir('/proc')):
-        with contextlib.suppress(OSError), open(f'/proc/{entry}/stat') as file:
-            stat = file.read()
-            if f'({name[:15]})' in stat and stat.rpartition(')')[2].split()[0] != 'Z':
+        with contextlib.suppress(OSError):
+            stat = Path(f'/proc/{entry}/stat').read_text()
+            if f'({name[:15]})' in stat and ') Z ' not in stat:
                 found.append(int(entry))
     return found
