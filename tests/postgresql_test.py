@@ -6,6 +6,7 @@ import socket
 import subprocess
 import time
 import unittest
+from pathlib import Path
 
 import harness
 
@@ -51,7 +52,7 @@ def setUpModule():
     run(TOOLS + 'pg_ctl', 'start', '-D', FOLDER + '/data', '-l', FOLDER + '/log', '-o',
         f'-F -p {PORT} -k {FOLDER} -h 127.0.0.1 -l -c ssl_cert_file={FOLDER}/certificate')
     for _ in range(2):  # it may be applied again
-        query(harness.read(SCHEMA).decode(), 'postgres')
+        query(Path(SCHEMA).read_text(), 'postgres')
     harness.install_stand_in()
 
 

@@ -6,6 +6,7 @@ import socketserver
 import threading
 import time
 import unittest
+from pathlib import Path
 from urllib.parse import quote, urljoin
 
 import harness
@@ -38,7 +39,7 @@ PAGES = {
     '/hls.m3u': (OK + '#EXTM3U\n#EXT-X-VERSION:3\n#EXTINF:9,\na.ts\n', HOST + '/hls.m3u'),
     '/nested.m3u': (f'{OK}nested.m3u\na.pls\n{STREAM}', STREAM), '/404.m3u': ('404 \r\n\r\n' + M3U, ''),
     **{f'/{i}.m3u': (f'{MOVED}/{i - 1}.m3u', STREAM if i <= 3 else '') for i in range(1, 5)},
-    '/file.m3u': (MOVED + 'file://' + harness.OUTPUT, ''),
+    '/file.m3u': (MOVED + f'file://{harness.OUTPUT}', ''),
     '/endless.m3u': (OK, ''), '/slow.m3u': (OK, ''), SILENT + '/a.pls': ('', '')}
 
 
@@ -62,7 +63,7 @@ class Radio(unittest.TestCase):
             with harness.start(RADIO + SILENT + '/a.pls', 'HEAD', user=user, extra_groups=[user]) as process:
                 connection = silent.accept()[0]
                 child, = set(harness.processes('transcoder.cgi')) - {process.pid}
-                ids, status = 4 * f'\t{asking}', harness.read(f'/proc/{child}/status').decode()
+                ids, status = 4 * f'\t{asking}', Path(f'/proc/{child}/status').read_text()
                 self.assertRegex(status, f'Uid:{ids}\nGid:{ids}\n(?s:.*)Groups:\t{user or ""} \n(?s:.*)'
                                  'CapPrm:\t0+\n(?s:.*)NoNewPrivs:\t1\n')
                 os.kill(*((process.pid, signal.SIGKILL) if user else (child, signal.SIGSTOP)))
