@@ -8,6 +8,8 @@
 
 #include <array>
 #include <cstdint>
+#include <fstream>
+#include <sstream>
 
 #include "platform/sysutil/descriptor.h"
 
@@ -70,12 +72,25 @@ class Landlock {
   Descriptor ruleset_;
 };
 
+/// A converter may be a script around the system's: its interpreter is then executed, too.
+void AllowInterpreter(const Landlock& landlock, const std::string& program) {
+  std::string line;
+  std::getline(std::ifstream(program), line);
+  if (!line.starts_with("#!")) return;
+  std::istringstream words(line.substr(2));
+  for (std::string word; words >> word;) {
+    landlock.Allow(word.starts_with('/') ? word : "/usr/bin/" + word, kRunBelow);
+  }
+  landlock.Allow("/usr/bin/ffmpeg", kRunBelow);
+}
+
 }  // namespace
 
 bool ConfineFiles(const Needs& needs) {
   const Landlock landlock(needs.network);
   if (!needs.program.empty()) {
     landlock.Allow(needs.program, kRunBelow);
+    AllowInterpreter(landlock, needs.program);
     landlock.Allow(needs.program.substr(0, needs.program.rfind('/')) + "/../lib", kRunBelow);
   }
   for (const char* folder : kLibraries) landlock.Allow(folder, kRunBelow);
