@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -34,14 +33,17 @@ bool WriteAll(int output, const std::string& text) {
 }
 
 /// The child's whole life. Not exit at its end: the parent's unwritten output is in it too.
-[[noreturn]] void Work(const std::function<std::string()>& work, int output) noexcept {
+[[noreturn]] void Work(const std::function<std::string()>& work, int output,
+                       milliseconds limit) noexcept {
+  // Should this process's parent be gone when its time is up. A parent-death signal would be
+  // quicker, but any change of ids takes it away.
+  alarm(static_cast<unsigned>(std::chrono::ceil<std::chrono::seconds>(limit).count()) + 1);
   closelog();  // its descriptor goes too
   const int null = open("/dev/null", O_RDWR);
   if (dup2(null, STDIN_FILENO) < 0 || dup2(output, STDOUT_FILENO) < 0 ||
       close_range(STDERR_FILENO + 1, ~0U, 0) != 0) {
     _exit(1);
   }
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
   try {
     _exit(WriteAll(STDOUT_FILENO, work() + kEnd) ? 0 : 1);
   } catch (const std::exception&) {
@@ -76,7 +78,7 @@ std::optional<std::string> AnswerOf(const std::function<std::string()>& work, mi
   if (!OpenPipe(answer, input)) return std::nullopt;
   const pid_t child = fork();
   if (child < 0) return std::nullopt;
-  if (child == 0) Work(work, input.get());
+  if (child == 0) Work(work, input.get(), limit);
   input.reset();
   std::optional<std::string> found;
   try {

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 
 #include "platform/module/module.h"
@@ -31,6 +32,7 @@ bool DropRoot() {
 /// The module's libraries only start once nothing is left to take.
 std::string Resolve(const char* address) {
   if (!DropRoot() || clearenv() != 0) return {};
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
   auto* resolve = reinterpret_cast<ResolveStationFunction*>(
       LoadModuleFunction(kStationModule, kResolveStation));
   std::array<char, kLongestAddress + 1> url{};
