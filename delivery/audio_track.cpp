@@ -1,12 +1,10 @@
 #include "delivery/audio_track.h"
 
-#include <sys/prctl.h>
 #include <syslog.h>
 
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <csignal>
 #include <new>
 #include <optional>
 #include <string_view>
@@ -49,7 +47,6 @@ std::string Select(const std::string& path, const std::vector<std::string>& copy
   auto* select = reinterpret_cast<SelectAudioTrackFunction*>(
       LoadModuleFunction(kMediaModule, kSelectAudioTrack));
   if (select == nullptr) return {};
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
   std::vector<const char*> copied;
   for (const std::string& codec : copyList) copied.push_back(codec.c_str());
   copied.push_back(nullptr);

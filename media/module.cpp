@@ -4,8 +4,10 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
+#include <sys/prctl.h>
 #include <syslog.h>
 
+#include <csignal>
 #include <exception>
 
 #include "media/utils.h"
@@ -20,6 +22,7 @@ int LumetraSelectAudioTrack(const char* path, const char* const* copyList,
   openlog(nullptr, LOG_NDELAY, LOG_USER);  // for once confined there is no socket
   try {
     LimitRoot();
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // now that no id changes any more, which would take it away
     ConfineTo({.program = {}, .files = {path, "/etc/orvainfo.conf"}});
     std::vector<std::string> copied;
     for (; *copyList != nullptr; ++copyList) copied.emplace_back(*copyList);

@@ -14,6 +14,6 @@
 /// else the system withholds is logged in one line, and the process goes on without.
 bool LeaveRoot(const std::string& input);
 
-/// Stays root, but of root's capabilities keeps only those to read any file and to change ids. Does
-/// what it can.
+/// Stays root, with all its ids, but of root's capabilities keeps only the one to read any file.
+/// Does nothing in a process that is not root, and else what it can.
 void LimitRoot();
