@@ -48,7 +48,7 @@ void RestoreSignals() {
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
-  for (const int number : {SIGPIPE, SIGTERM, SIGHUP, SIGINT, SIGCHLD}) {
+  for (const int number : {SIGPIPE, SIGTERM, SIGHUP, SIGINT, SIGALRM, SIGCHLD}) {
     std::signal(number, SIG_DFL);
   }
 }

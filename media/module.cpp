@@ -21,7 +21,7 @@ int LumetraSelectAudioTrack(const char* path, const char* const* copyList,
   av_log_set_level(AV_LOG_QUIET);  // failures are told in the system's log, not on standard error
   openlog(nullptr, LOG_NDELAY, LOG_USER);  // for once confined there is no socket
   try {
-    LimitRoot();
+    if (!LimitRoot()) return 0;        // better without a track than with all rights
     prctl(PR_SET_PDEATHSIG, SIGKILL);  // now that no id changes any more, which would take it away
     ConfineTo({.program = {}, .files = {path, "/etc/orvainfo.conf"}});
     std::vector<std::string> copied;

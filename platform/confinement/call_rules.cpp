@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/fs.h>
+#include <linux/fsverity.h>
 #include <sched.h>
 #include <seccomp.h>
 #include <sys/socket.h>
@@ -31,17 +32,20 @@ constexpr std::array kForbidden = {
     SCMP_SYS(unlinkat), SCMP_SYS(rename), SCMP_SYS(renameat), SCMP_SYS(renameat2), SCMP_SYS(link),
     SCMP_SYS(linkat), SCMP_SYS(symlink), SCMP_SYS(symlinkat), SCMP_SYS(mkdir), SCMP_SYS(mkdirat),
     SCMP_SYS(mknod), SCMP_SYS(mknodat), SCMP_SYS(rmdir),
-    // Other processes.
+    // Other processes, and processes of its own.
     SCMP_SYS(ptrace), SCMP_SYS(process_vm_readv), SCMP_SYS(process_vm_writev), SCMP_SYS(kill),
     SCMP_SYS(tkill), SCMP_SYS(rt_sigqueueinfo), SCMP_SYS(rt_tgsigqueueinfo),
     SCMP_SYS(pidfd_send_signal), SCMP_SYS(pidfd_open), SCMP_SYS(pidfd_getfd), SCMP_SYS(setpriority),
-    SCMP_SYS(msgget), SCMP_SYS(shmget), SCMP_SYS(semget), SCMP_SYS(mq_open),
+    SCMP_SYS(msgget), SCMP_SYS(shmget), SCMP_SYS(semget), SCMP_SYS(mq_open), SCMP_SYS(shmat),
+    SCMP_SYS(shmctl), SCMP_SYS(msgsnd), SCMP_SYS(msgrcv), SCMP_SYS(msgctl), SCMP_SYS(semop),
+    SCMP_SYS(semtimedop), SCMP_SYS(semctl), SCMP_SYS(fork), SCMP_SYS(vfork), SCMP_SYS(listen),
     442 /* mount_setattr */, 452 /* fchmodat2 */, 463 /* setxattrat */, 466 /* removexattrat */,
     467 /* open_tree_attr */, 469 /* file_setattr */};
 // Their flags lie in memory, where a filter does not see them; libraries then use the older calls.
 constexpr std::array kNotThere = {SCMP_SYS(openat2), SCMP_SYS(clone3)};
 constexpr std::array<unsigned, 4> kWriting = {O_WRONLY, O_RDWR, O_CREAT, O_TRUNC};
-constexpr std::array<unsigned, 2> kAttributes = {FS_IOC_SETFLAGS, FS_IOC_FSSETXATTR};
+constexpr std::array<unsigned, 3> kAttributes = {FS_IOC_SETFLAGS, FS_IOC_FSSETXATTR,
+                                                 FS_IOC_ENABLE_VERITY};
 constexpr unsigned kFamilies = 64;  // more than there are
 
 class Filter {
@@ -77,7 +81,8 @@ bool ConfineCalls(bool network) {
   for (const unsigned request : kAttributes) {
     filter.Refuse(SCMP_SYS(ioctl), SCMP_A1(SCMP_CMP_MASKED_EQ, 0xffffffff, request));
   }
-  filter.Refuse(SCMP_SYS(clone), SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_NEWUSER, CLONE_NEWUSER));
+  // Threads, but no processes, which would outlive the request.
+  filter.Refuse(SCMP_SYS(clone), SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_THREAD, 0));
   filter.Refuse(SCMP_SYS(tgkill), SCMP_A0(SCMP_CMP_NE, static_cast<scmp_datum_t>(getpid())));
   filter.Refuse(SCMP_SYS(prlimit64), SCMP_A0(SCMP_CMP_NE, 0));
   if (!network) {

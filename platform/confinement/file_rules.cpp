@@ -34,11 +34,20 @@ constexpr std::uint64_t kConnectTcp = 1 << 1;
 constexpr std::uint64_t kSignalsAndAbstractSockets = (1 << 0) | (1 << 1);
 
 constexpr std::array kLibraries = {"/lib", "/lib64", "/usr/lib", "/usr/lib64", "/usr/local/lib"};
+// Dynamic loaders, which the kernel executes for a program (x86-64, 64-bit and 32-bit ARM, x86).
+constexpr std::array kLoaders = {"/lib64/ld-linux-x86-64.so.2", "/lib/ld-linux-aarch64.so.1",
+                                 "/lib/ld-linux-armhf.so.3", "/lib/ld-linux.so.2"};
 constexpr std::array kRuntimeFiles = {"/etc/ld.so.cache", "/dev/null", "/dev/urandom"};
-constexpr std::array kNetworkFiles = {
-    "/etc/resolv.conf", "/etc/hosts",         "/etc/host.conf",
-    "/etc/gai.conf",    "/etc/nsswitch.conf", "/etc/services",
-    "/etc/ssl",         "/etc/gnutls",        "/usr/share/ca-certificates"};
+constexpr std::array kNetworkFiles = {"/etc/resolv.conf",
+                                      "/etc/hosts",
+                                      "/etc/host.conf",
+                                      "/etc/gai.conf",
+                                      "/etc/nsswitch.conf",
+                                      "/etc/services",
+                                      "/etc/ssl",
+                                      "/etc/gnutls",
+                                      "/usr/share/ca-certificates",
+                                      "/usr/local/share/ca-certificates"};
 
 class Landlock {
  public:
@@ -91,9 +100,12 @@ bool ConfineFiles(const Needs& needs) {
   if (!needs.program.empty()) {
     landlock.Allow(needs.program, kRunBelow);
     AllowInterpreter(landlock, needs.program);
-    landlock.Allow(needs.program.substr(0, needs.program.rfind('/')) + "/../lib", kRunBelow);
+    landlock.Allow(needs.program.substr(0, needs.program.rfind('/')) + "/../lib", kReadBelow);
   }
-  for (const char* folder : kLibraries) landlock.Allow(folder, kRunBelow);
+  for (const char* folder : kLibraries) landlock.Allow(folder, kReadBelow);
+  if (!needs.program.empty()) {
+    for (const char* loader : kLoaders) landlock.Allow(loader, kRunBelow);
+  }
   for (const char* file : kRuntimeFiles) landlock.Allow(file, kRead);
   for (const std::string& file : needs.files) landlock.Allow(file, kRead);
   if (needs.network) {

@@ -19,6 +19,13 @@ namespace {
 constexpr uid_t kNobody = 65534;  // also where /etc/passwd does not tell
 constexpr cap_value_t kReadAnyFile = CAP_DAC_READ_SEARCH;
 
+void LeaveNoTraces() {
+  const rlimit none{0, 0};
+  setrlimit(RLIMIT_CORE, &none);
+  setrlimit(RLIMIT_FSIZE, &none);
+  prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+}
+
 /// All ids of a set-user-ID program's child become the effective ones: libraries that find them
 /// different give up root, and the capability with it, at a time of their own.
 bool SettleIds() {
@@ -66,10 +73,7 @@ bool KeepOnly(std::initializer_list<cap_value_t> kept, bool ambient) {
 }  // namespace
 
 bool LeaveRoot(const std::string& input) {
-  const rlimit none{0, 0};
-  setrlimit(RLIMIT_CORE, &none);
-  setrlimit(RLIMIT_FSIZE, &none);
-  prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+  LeaveNoTraces();
   if (geteuid() != 0) return true;
 
   NarrowBoundingSet();
@@ -89,8 +93,12 @@ bool LeaveRoot(const std::string& input) {
   return KeepOnly({}, false);
 }
 
-void LimitRoot() {
-  prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
-  if (geteuid() != 0) return;
-  if (setegid(0) == 0 && SettleIds()) KeepOnly({kReadAnyFile}, false);
+bool LimitRoot() {
+  LeaveNoTraces();
+  if (geteuid() != 0) return true;
+  // Without the right to it the ids stay as they are; the capabilities go all the same.
+  if (setegid(0) != 0 || !SettleIds()) {
+    syslog(LOG_ERR, "%s:%d cannot settle the ids: %s", "rights", 40, std::strerror(errno));
+  }
+  return KeepOnly({kReadAnyFile}, false) || KeepOnly({}, false);
 }

@@ -3,7 +3,8 @@
 #include <string>
 
 // Rights that a process gives up for good before it parses foreign bytes. Both operations set
-// no_new_privs: no program that is executed can gain any. See capabilities(7), credentials(7).
+// no_new_privs, and no core file is left and no file written (setrlimit(2)). See capabilities(7),
+// credentials(7).
 
 /// Leaves root: the process becomes the system user "Lumetra" (else "nobody") with all its ids and
 /// without groups, leaves no core file and writes no file (setrlimit(2)). When it has an `input`
@@ -16,4 +17,5 @@ bool LeaveRoot(const std::string& input);
 
 /// Stays root, with all its ids, but of root's capabilities keeps only the one to read any file.
 /// Does nothing in a process that is not root, and else what it can.
-void LimitRoot();
+/// Returns false when it has other capabilities still.
+bool LimitRoot();

@@ -2,6 +2,7 @@
 // conversion and becomes the system's ffmpeg.
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -49,6 +51,8 @@ int main(int count, char** values) {
   started.push_back(nullptr);
   // Variables such as FFREPORT would have files written.
   const char* const environment[] = {"PATH=/usr/bin:/bin", nullptr};
+  // When the client has left there is nobody to write to, and a silent station would never write.
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
   execve(program.c_str(), started.data(), const_cast<char* const*>(environment));
   syslog(LOG_ERR, "%s:%d cannot start %s: %s", "launcher", 10, program.c_str(),
          std::strerror(errno));

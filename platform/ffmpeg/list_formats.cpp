@@ -1,4 +1,4 @@
-// Writes the definition of kSelfContainedFormats to standard output, for the build.
+// list_formats FILE: writes the definition of kSelfContainedFormats, for the build.
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -31,7 +31,8 @@ constexpr std::array<std::string_view, 17> kNamesOtherFiles = {"avisynth",
 
 }  // namespace
 
-int main() {
+int main(int count, char** values) {
+  if (count != 2 || std::freopen(values[1], "w", stdout) == nullptr) return 1;
   std::puts("#include \"platform/ffmpeg/formats.h\"\n\nconst char kSelfContainedFormats[] =");
   void* position = nullptr;
   const char* separator = "";

@@ -36,5 +36,5 @@ int OLIBCFileGetKeyValue(const char* file, const char* key, char* value, int siz
     value[length] = '\0';
     return 1;
   }
-  return 0;
+  return lines.bad() ? -1 : 0;
 }

@@ -12,8 +12,11 @@ extern "C" {
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <stdexcept>
@@ -30,9 +33,11 @@ constexpr std::string_view kPostgresql = "postgresql:";
 
 std::unique_ptr<Library> OpenConfiguredLibrary() {
   std::array<char, 1024> value{};
-  if (OLIBCFileGetKeyValue(kConfiguration, "mediadb", value.data(), value.size(), 0) <= 0) {
-    return OpenSqliteLibrary(PACKAGE_DIR "/var");
-  }
+  errno = 0;
+  const int found = OLIBCFileGetKeyValue(kConfiguration, "mediadb", value.data(), value.size(), 0);
+  if (found == 0 || (found < 0 && errno == ENOENT)) return OpenSqliteLibrary(PACKAGE_DIR "/var");
+  if (found < 0)
+    throw std::runtime_error(std::string(kConfiguration) + ": " + std::strerror(errno));
   const std::string configured = value.data();
   if (configured.starts_with(kSqlite)) return OpenSqliteLibrary(configured.substr(kSqlite.size()));
   if (configured.starts_with(kPostgresql)) {
@@ -48,8 +53,11 @@ class Progress {
     ++files_;
     if (terminal_) std::fprintf(stderr, "\r%zu files", files_);
   }
-  void Warn(const std::string& path, const std::string& reason) {
+  void Warn(std::string path, const std::string& reason) {
     Clear();
+    // A name may hold what a terminal would obey.
+    std::ranges::replace_if(
+        path, [](unsigned char c) { return c < ' ' || c == 0x7f; }, '?');
     std::fprintf(stderr, "media-index: warning: %s: %s\n", path.c_str(), reason.c_str());
   }
   void Clear() {
@@ -95,7 +103,9 @@ void Index(Library& library, const std::vector<std::string>& folders) {
         },
         [&](const std::string& unread, const std::string& reason) {
           progress.Warn(unread, reason + "; what is known of it stays");
-          std::erase_if(gone, [&](const std::string& path) { return IsBelow(path, unread); });
+          std::erase_if(gone, [&](const std::string& path) {
+            return path == unread || IsBelow(path, unread);
+          });
         });
   }
   library.Apply(changes, gone);

@@ -2,11 +2,24 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <set>
 #include <system_error>
 #include <utility>
 #include <vector>
+
+namespace {
+
+/// A file may claim any time; what 64 bits cannot hold is cut.
+std::int64_t Nanoseconds(const timespec& time) {
+  constexpr std::int64_t kLast = 9'000'000'000;  // seconds, the year 2255
+  return std::clamp<std::int64_t>(time.tv_sec, -kLast, kLast) * 1'000'000'000 + time.tv_nsec;
+}
+
+}  // namespace
 
 void WalkFolder(
     const std::string& folder, const std::function<void(const FoundFile&)>& found,
@@ -27,12 +40,15 @@ void WalkFolder(
       if (!entry->path().filename().string().starts_with('.')) paths.insert(entry->path().string());
     }
     for (const std::string& path : paths) {
-      if (stat(path.c_str(), &facts) != 0) continue;  // a link to nowhere
+      if (stat(path.c_str(), &facts) != 0) {
+        // A link to nowhere is as good as gone; what cannot be looked at is not.
+        if (errno != ENOENT && errno != ELOOP) unreadable(path, std::strerror(errno));
+        continue;
+      }
       if (S_ISDIR(facts.st_mode)) {
         waiting.push_back(path);
       } else if (S_ISREG(facts.st_mode)) {
-        found(
-            {path, facts.st_mtim.tv_sec * 1'000'000'000LL + facts.st_mtim.tv_nsec, facts.st_size});
+        found({path, Nanoseconds(facts.st_mtim), facts.st_size});
       }
     }
     if (error) unreadable(current, error.message());

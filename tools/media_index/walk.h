@@ -12,8 +12,8 @@ struct FoundFile {
 };
 
 /// Calls `found` for every regular file in `folder` (an absolute path) and below. Names that begin
-/// with a dot are passed over; links are followed, and each folder is entered once. A folder that
-/// cannot be read is reported to `unreadable`, with the reason.
+/// with a dot are passed over; links are followed, and each folder is entered once. A folder or
+/// file that cannot be looked at is reported to `unreadable`, with the reason.
 void WalkFolder(
     const std::string& folder, const std::function<void(const FoundFile&)>& found,
     const std::function<void(const std::string& folder, const std::string& reason)>& unreadable);
