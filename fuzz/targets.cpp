@@ -18,26 +18,18 @@
 #include "platform/url_parser/playlist.h"
 #include "request/item_id.h"
 
-// The range that applies, written anew; empty when none does.
-std::string Seek(const std::string& header, long total) {
-  std::string variable = "HTTP_RANGE=" + header;
+// A body's length, a space and the Range header.
+void http_range(const std::string& text) {
+  const long total = std::strtol(text.c_str(), nullptr, 10);
+  std::string variable = "HTTP_RANGE=" + text.substr(text.find(' ') + 1);
   putenv(variable.data());  // setenv would keep every value
   _tag_HTTP_RANGE_SEGMENT* found = nullptr;
   const int result = HTTPFileOutputer().SeekHttpRange(&found, total);
   unsetenv("HTTP_RANGE");
   assert((result > 0) == (found != nullptr) && (result >= 0 || total >= 0));
-  if (found == nullptr) return "";
+  if (found == nullptr) return;
   assert(0 <= found->start && found->start <= found->end && found->end < total);
-  const std::string range = std::to_string(found->start) + "-" + std::to_string(found->end);
   std::free(found);
-  return "bytes=" + range;
-}
-
-// A body's length, a space and the Range header.
-void http_range(const std::string& text) {
-  const long total = std::strtol(text.c_str(), nullptr, 10);
-  const std::string range = Seek(text.substr(text.find(' ') + 1), total);
-  assert(range.empty() || Seek(range, total) == range);
 }
 
 // A request URI.

@@ -59,7 +59,6 @@ class Delivery(unittest.TestCase):
                 ('trackid=4294967297&format=pcm', ODD, PCM, lpcm % (44100, 2), 1940400),
                 ('id=2&type=Video&format=mp3', '/mnt/song.Wav', MP3, mpeg, 176000),
                 ('id=3&format=pcm', '/mnt/rate', PCM, lpcm % (0, 2), None),
-                ('id=3', '/mnt/rate', WAV, 'audio/wav', None),
                 ('id=4&format=PCM&downsample=1', '/mnt/six', PCM, lpcm % (48000, 6), 576000),
                 ('id=4&format=pcm&downsample=true', '/mnt/six', PCM + RESAMPLE, lpcm % (44100, 2), 176400),
                 ('id=5&format=pcm', '/mnt/noext', PCM, lpcm % (44100, 2), 1940400),
@@ -78,14 +77,6 @@ class Delivery(unittest.TestCase):
                 self.assertEqual(request(query, 'HEAD'), (header(content_type, length, *features), b'', []))
                 self.assertEqual(harness.recorded()['arguments'],
                                  [FFMPEG, '-v', '0', '-i', source, *arguments, '-'])
-
-    # A child has root's effective ids and nothing of the client's or the server's making.
-    def test_child_surroundings(self):
-        request('id=1', environment={'HTTP_X': 'y', 'FFREPORT': 'file=/mnt/report', 'LD_DEBUG': 'all'})
-        record = harness.recorded()
-        self.assertEqual(record['ids'], [33, 0, 0, 33, 0, 0])
-        self.assertEqual(set(record['environment']) - {'LC_CTYPE'}, {'PATH'})
-        self.assertEqual(record['descriptors'], [0, 1, 2])
 
     # What the child writes is cut or filled up to the announced length.
     def test_body(self):
@@ -121,12 +112,13 @@ class Delivery(unittest.TestCase):
 
     # A range is the same slice of the whole, of which nothing is left beyond the child's output.
     def test_ranges(self):
-        harness.OUTPUT.write_bytes(output(20000))
-        for query, size in [('id=4&format=mp3', 20000), ('id=2', 300), ('id=2&format=pcm', 300)]:
+        harness.OUTPUT.write_bytes(wav(16, MOST, MOST) + output(20000))
+        for query, size in [('id=4&format=mp3', 20044), ('id=4', 20044),
+                            ('id=2', 300), ('id=2&format=pcm', 300)]:
             whole = request(query).body
             end, features = len(whole) - 1, [FEATURES] if 'pcm' in query else []
-            for text, first, last in [('0-0', 0, 0), ('127-128', 127, 128), ('299-', 299, end),
-                                      ('101-', 101, end), ('-7', end - 6, end), ('99999999-,5-6', 5, 6)]:
+            for text, first, last in [('0-0', 0, 0), ('6-41', 6, 41), ('127-128', 127, 128),
+                                      ('299-', 299, end), ('-7', end - 6, end), ('99999999-,5-6', 5, 6)]:
                 with self.subTest(query=query, range=text):
                     block, body, _ = request(query, environment={'HTTP_RANGE': 'bytes=' + text})
                     self.assertEqual(body, whole[first:last + 1] if first <= size else b'')
@@ -145,7 +137,3 @@ class Delivery(unittest.TestCase):
         form = {'CONTENT_TYPE': 'application/x-www-form-urlencoded', 'CONTENT_LENGTH': '10'}
         with open('/mnt/form') as stdin:
             self.assertIn(FEATURES, request('id=4&format=mp3', 'POST', form, stdin=stdin).header)
-
-
-if __name__ == '__main__':
-    unittest.main()

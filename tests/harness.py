@@ -99,19 +99,16 @@ def install_stand_in(output=b'', text=STAND_IN):
 
 # How the stand-in was started; the program may end before it has told.
 def recorded():
-    for _ in range(500):
-        with contextlib.suppress(FileNotFoundError):
-            return json.loads(RECORD.read_text())
-        time.sleep(0.01)
-    raise AssertionError('the converter was not started')
+    any(RECORD.exists() or time.sleep(0.01) for _ in range(500))
+    return json.loads(RECORD.read_text())
 
 
-# The ids of the processes whose program file is `name` (at most 15 characters count).
+# The ids of the processes of a name (of at most 15 characters) that have not ended.
 def processes(name):
-    found = []
-    for entry in filter(str.isdigit, os.listdir('/proc')):
-        with contextlib.suppress(OSError):
-            stat = Path(f'/proc/{entry}/stat').read_text()
-            if f'({name[:15]})' in stat and ') Z ' not in stat:
-                found.append(int(entry))
-    return found
+    found = subprocess.run(['pgrep', '--exact', '--runstates', 'R,S,D', name], stdout=subprocess.PIPE)
+    return [int(process) for process in found.stdout.split()]
+
+
+# Makes a file of what ffmpeg's source of test signals describes.
+def make(file, *what):
+    subprocess.run(['ffmpeg', '-nostdin', '-v', 'error', '-y', '-f', 'lavfi', '-i', *what, file], check=True)

@@ -5,12 +5,9 @@ import unittest
 from pathlib import Path
 
 import harness
+from harness import make
 
 LIBRARY, ODD = Path('/mnt/library'), 'odd "\'\udcff\n: -x.flac'
-
-
-def make(name, *options):
-    subprocess.run(['ffmpeg', '-nostdin', '-v', 'error', '-y', '-f', 'lavfi', '-i', *options, LIBRARY / name])
 
 
 # The status and the names of the files that a warning, or the reason of a failure, is about.
@@ -32,10 +29,11 @@ class Index(unittest.TestCase):
         (LIBRARY / 'deep/er').mkdir(parents=True)
         (LIBRARY / 'deep/er/loop').symlink_to('../../deep')
         for name in ('a.flac', ODD, '.hidden.flac'):
-            make(name, 'sine=d=2.9', '-ac', '2', '-metadata', 'title=Ä "T"', '-metadata', 'album=C')
-        make('deep/er/b.ogg', 'sine=d=2.9', '-c:a', 'flac', '-metadata', 'artist=B')
-        make('film.mkv', 'color=s=32x32:d=3', '-f', 'lavfi', '-i', 'sine=d=2.9:r=48000', '-c:v', 'mpeg4')
-        make('cover.png', 'color=s=32x32', '-frames:v', '1')
+            make(LIBRARY / name, 'sine=d=2.9', '-ac', '2', '-metadata', 'title=Ä "T"', '-metadata', 'album=C')
+        make(LIBRARY / 'deep/er/b.ogg', 'sine=d=2.9', '-c:a', 'flac', '-metadata', 'artist=B')
+        make(LIBRARY / 'film.mkv', 'color=s=32x32:d=3', '-f', 'lavfi', '-i', 'sine=d=2.9:r=48000',
+             '-c:v', 'mpeg4')
+        make(LIBRARY / 'cover.png', 'color=s=32x32', '-frames:v', '1')
         (LIBRARY / 'list.mp3').write_text('#EXTM3U\n#EXT-X-TARGETDURATION:9\n#EXTINF:9,\na.flac\n')
         self.assertEqual(index(LIBRARY), (0, {'list.mp3'}))
         facts = 'path, title, artist, album, channel, frequency, duration'
@@ -47,7 +45,7 @@ class Index(unittest.TestCase):
 
         # Again, after changes: ids stay, what is gone goes, other folders are not asked.
         ids = dict(rows('path, id'))
-        make('a.flac', 'sine=d=1:r=8000')
+        make(LIBRARY / 'a.flac', 'sine=d=1:r=8000')
         (LIBRARY / 'deep/er/b.ogg').rename(LIBRARY / 'z.ogg')
         self.assertEqual([index(LIBRARY / name)[0] for name in ('missing', 'deep/er/loop')], [1, 0])
         self.assertEqual(rows('path'), [('a.flac',), (ODD,)])
@@ -62,7 +60,3 @@ class Index(unittest.TestCase):
         self.assertEqual(len(rows('id')), 3)
         harness.configure('mediadb=sqlite:/nowhere\n')
         self.assertEqual(index('/mnt'), (1, {'lumetra.db'}))
-
-
-if __name__ == '__main__':
-    unittest.main()

@@ -2,15 +2,10 @@
 
 #include <gtest/gtest.h>
 
-extern "C" {
-#include <libavcodec/codec_id.h>
-}
-
 #include <climits>
 #include <cstdlib>
 #include <memory>
 
-#include "media/codec_names.h"
 #include "platform/ffmpeg/formats.h"
 #include "platform/ffmpeg/options.h"
 #include "platform/http_range/http_range.h"
@@ -48,14 +43,6 @@ TEST(HttpRange, Table) {
   EXPECT_EQ(Range("bytes=0-0", 10), "none");
 }
 
-TEST(CodecName, IsTheSystemsOrNone) {
-  for (const int codec : {int{AV_CODEC_ID_NONE}, -1, INT_MIN, int{AV_CODEC_ID_MPEG1VIDEO}}) {
-    EXPECT_EQ(GetCodecName(codec), "") << codec;
-  }
-  EXPECT_EQ(GetCodecName(AV_CODEC_ID_DTS), "dts");
-  EXPECT_EQ(GetCodecName(AV_CODEC_ID_PCM_S16LE_PLANAR), "pcm_s16le_planar");
-}
-
 TEST(FfmpegOptions, BecomeThoseOfAStockFfmpeg) {
   using Options = std::vector<std::string>;
   const Options wav = TranslateOptions({"-v", "0", "-i", "/-i:\n", "-f", "wav", "-acodec",
@@ -69,7 +56,6 @@ TEST(FfmpegOptions, BecomeThoseOfAStockFfmpeg) {
                                           {"rtsp://x/", "rtsp,rtp,udp,tcp", "rtsp://x/"},
                                           {"RTMP://x/", "rtmp,tcp", "rtmp://x/"},
                                           {"mms://x/", "mmsh,http,tcp", "mmsh://x/"},
-                                          {"-f", "http,https,tls,tcp", "-f"},
                                           {"concat:/X", "http,https,tls,tcp", "concat:/X"}};
   for (const Options& each : addresses) {
     const Options network = TranslateOptions({"-i", each[0], "-"});

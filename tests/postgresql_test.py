@@ -12,9 +12,7 @@ import harness
 
 TOOLS = sorted(glob.glob('/usr/lib/postgresql/*/bin/'))[-1]
 SCHEMA = os.path.join(os.path.dirname(__file__), '../packaging/postgresql.sql')
-FOLDER, LIBRARY = '/mnt/postgresql', '/mnt/library'
-with socket.create_server(('127.0.0.1', 0)) as probe:
-    PORT = probe.getsockname()[1]
+FOLDER, LIBRARY, PORT = '/mnt/postgresql', '/mnt/library', 18082
 CONNINFO = f'host={FOLDER} port={PORT}'
 HOSTILE = {'PGHOSTADDR': '127.0.0.2', 'PGOPTIONS': '-c search_path=other', 'PGREQUIREPEER': 'other',
            'HOME': '/mnt', 'PGPASSFILE': '/mnt/none', 'PGSERVICE': 'other'}
@@ -33,9 +31,9 @@ def run(*command, user='postgres', **options):
                                       stdout=subprocess.PIPE, **options).stdout)
 
 
-# Runs SQL as a system user, by default as the database user of its name.
-def query(text, database='lumetra', user='postgres', role=None):
-    conninfo = f'{CONNINFO} dbname={database} user={role or user}'
+# Runs SQL as a system user.
+def query(text, database='lumetra', user='postgres'):
+    conninfo = f'{CONNINFO} dbname={database} user={user}'
     return run(TOOLS + 'psql', '-qtAX', '-v', 'ON_ERROR_STOP=1', '-d', conninfo, user=user,
                input=os.fsencode(text), stderr=subprocess.PIPE).splitlines()
 
@@ -76,10 +74,8 @@ class Postgresql(unittest.TestCase):
         for text, source in {
                 'id=1': ODD, 'id=2': '/mnt/text', 'id=3': '/mnt/no rate', 'id=4': None, 'id=5': None,
                 'id=-12': '/mnt/minus', 'id=1&type=video': '/mnt/old', 'id=1&type=Vistrel': '/mnt/n'}.items():
-            with self.subTest(text):
-                embedded, served = self.answer(None, text), self.answer(CONNINFO, text)
-                self.assertEqual(embedded, served)
-                self.assertEqual(served[1], source)
+            embedded, served = self.answer(None, text), self.answer(CONNINFO, text)
+            self.assertEqual((embedded, served[1]), (served, source), text)
         # To another host, with the password file of the system user who connects.
         run('install', '-m', '600', '-o', 'Lumetra', '/dev/stdin', '/mnt/Lumetra/.pgpass', user='root',
             input=b'*:*:*:*:a secret')
@@ -88,12 +84,10 @@ class Postgresql(unittest.TestCase):
         for at, source in {tls + 'localhost': ODD, tls + '127.0.0.1': None, 'host=::1 port=1': None}.items():
             self.assertEqual(self.answer(at, 'id=1')[1], source)
 
-    def test_users(self):
-        for user, command, reason in [('Lumetra', 'UPDATE music SET id = 2', 'permission denied'),
-                                      ('www-data', 'SELECT', 'Peer authentication failed')]:
-            with self.assertRaises(subprocess.CalledProcessError) as refused:
-                query(command, user=user, role='Lumetra')
-            self.assertIn(reason, refused.exception.stderr.decode())
+    def test_rights(self):
+        with self.assertRaises(subprocess.CalledProcessError) as refused:
+            query('UPDATE music SET id = 2', user='Lumetra')
+        self.assertIn(b'permission denied', refused.exception.stderr)
 
     # A lookup ends in time, and by no signal, however far it comes with a server.
     def test_failing_server(self):
@@ -102,9 +96,8 @@ class Postgresql(unittest.TestCase):
             listener.bind('/mnt/.s.PGSQL.5432')
             os.chmod('/mnt/.s.PGSQL.5432', 0o777)
             listener.listen()
-            for reason, *chunks in [
-                    (LATE,), (LATE, AUTHENTICATED, *15 * [NOTICE]), (LATE, AUTHENTICATED + READY),
-                    ('received H', b'HTTP/1.1 400 \r\n'), ('closed|reset', AUTHENTICATED + READY)]:
+            for reason, *chunks in [(LATE, AUTHENTICATED, *15 * [NOTICE]), (LATE, AUTHENTICATED + READY),
+                                    ('closed|reset', AUTHENTICATED + READY)]:
                 harness.logged()
                 end = time.monotonic() + 3
                 with self.subTest(chunks), harness.start('id=1') as process, listener.accept()[0] as client:
@@ -113,8 +106,8 @@ class Postgresql(unittest.TestCase):
                         time.sleep(0.1)
                     if reason != LATE:
                         client.close()
-                    self.assertEqual(process.communicate(timeout=end - time.monotonic()), (b'', b''))
-                    self.assertEqual(process.returncode, 0)
+                    output = process.communicate(timeout=end - time.monotonic())
+                    self.assertEqual((output, process.returncode), ((b'', b''), 0))
                     self.assertRegex(harness.logged()[0][1], reason)
 
     def test_media_index(self):
@@ -138,7 +131,3 @@ class Postgresql(unittest.TestCase):
         run(*index, user='root', env={'PGCLIENTENCODING': 'UTF8'})
         self.assertNotIn(query('SELECT id FROM music ORDER BY path')[0], (gone, kept))
         self.assertEqual(self.answer(CONNINFO, 'id=' + kept)[1], odd)
-
-
-if __name__ == '__main__':
-    unittest.main()

@@ -33,14 +33,18 @@ M3U = f'#EXTM3U\n#EXTINF:-1,A station\n{STREAM}\n'
 PAGES = {
     '/a.pls': (f'{OK}[playlist]\nFile2=http://no/\nFile1={STREAM}&pls\n', STREAM + '&pls'),
     '/dir/a.M3U?x=.mp3': (OK + M3U, STREAM), '/0.m3u': (OK + M3U + 100000 * '#\n', STREAM),
-    '/a.asx': (f'{OK}<ASX><Entry><Ref href="{STREAM}&b=2"/></entry></ASX>', STREAM + '&b=2'),
-    '/a.xspf': (f'{OK}<playlist><track><location>{STREAM}</location></track></playlist>', STREAM),
     '/b/a.m3u': (OK + '/etc/passwd\\\nfile:///etc/passwd\nconcat:a\n\xff\xfe\n../x.mp3\n', HOST + '/x.mp3'),
     '/hls.m3u': (OK + '#EXTM3U\n#EXT-X-VERSION:3\n#EXTINF:9,\na.ts\n', HOST + '/hls.m3u'),
     '/nested.m3u': (f'{OK}nested.m3u\na.pls\n{STREAM}', STREAM), '/404.m3u': ('404 \r\n\r\n' + M3U, ''),
     **{f'/{i}.m3u': (f'{MOVED}/{i - 1}.m3u', STREAM if i <= 3 else '') for i in range(1, 5)},
     '/file.m3u': (MOVED + f'file://{harness.OUTPUT}', ''),
     '/endless.m3u': (OK, ''), '/slow.m3u': (OK, ''), SILENT + '/a.pls': ('', '')}
+
+
+def setUpModule():
+    harness.write_database(music=[(1, '/mnt/a.flac', 2, 44100, 10)])
+    harness.install_stand_in(M3U.encode())
+    threading.Thread(target=server.serve_forever, daemon=True).start()
 
 
 class Radio(unittest.TestCase):
@@ -71,8 +75,3 @@ class Radio(unittest.TestCase):
                 self.assertNotEqual(connection.makefile().read(), '')  # its end is that of the connection
 
 
-if __name__ == '__main__':
-    harness.write_database(music=[(1, '/mnt/a.flac', 2, 44100, 10)])
-    harness.install_stand_in(M3U.encode())
-    threading.Thread(target=server.serve_forever, daemon=True).start()
-    unittest.main()

