@@ -96,8 +96,8 @@ class Postgresql(unittest.TestCase):
             listener.bind('/mnt/.s.PGSQL.5432')
             os.chmod('/mnt/.s.PGSQL.5432', 0o777)
             listener.listen()
-            for reason, *chunks in [(LATE, AUTHENTICATED, *15 * [NOTICE]), (LATE, AUTHENTICATED + READY),
-                                    ('closed|reset', AUTHENTICATED + READY)]:
+            for reason, *chunks in [(LATE,), (LATE, AUTHENTICATED, *15 * [NOTICE]),
+                                    (LATE, AUTHENTICATED + READY), ('closed|reset', AUTHENTICATED + READY)]:
                 harness.logged()
                 end = time.monotonic() + 3
                 with self.subTest(chunks), harness.start('id=1') as process, listener.accept()[0] as client:
