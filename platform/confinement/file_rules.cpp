@@ -65,6 +65,7 @@ class Landlock {
     ruleset_ = Descriptor(
         static_cast<int>(syscall(SYS_landlock_create_ruleset, &attributes, sizeof attributes, 0)));
   }
+
   /// Allows `rights` on the file that `path` leads to, or below it. What is not there needs none.
   void Allow(const std::string& path, std::uint64_t rights) const {
     const Descriptor file(open(path.c_str(), O_PATH | O_CLOEXEC));

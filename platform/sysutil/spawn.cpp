@@ -38,7 +38,7 @@ class SpawnParameters {
     posix_spawnattr_destroy(&attributes_);
   }
 
-  /// Returns the child's id, or -1 with errno set, also when the program cannot be executed.
+  /// Returns the child's id, or -1, also when the program cannot be executed.
   pid_t Spawn(const char* path, const char* const* argv) {
     // The request's environment is the client's and the server's: nothing of it may steer a
     // program that runs as root.
