@@ -1,0 +1,26 @@
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tools/media_index/facts.h"
+#include "tools/media_index/walk.h"
+
+/// Reads media files in processes of their own, one for a few files, since they are foreign bytes
+/// for a large parser. Such a process is not root; it may read these files, whoever may, and do
+/// nothing else (`LeaveRoot`, `ConfineTo`). What it answers is believed to be facts of these files,
+/// and of the right form, no more.
+class Reader {
+ public:
+  /// The facts of the first of `files`, in order: of one or more, as many as are read in a short
+  /// while. Nothing stands for a file on which the process ended, or that took longer than 10 s.
+  std::vector<std::optional<MediaFacts>> Read(std::span<const FoundFile> files);
+
+ private:
+  std::optional<std::vector<MediaFacts>> ReadApart(std::span<const FoundFile> files);
+
+  bool told_ = false;       ///< what the system withholds is in the log
+  std::string unreadable_;  ///< a file that shows that the process needs the right to read any
+};
