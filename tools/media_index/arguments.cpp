@@ -2,6 +2,7 @@
 
 #include <getopt.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -50,7 +51,9 @@ Arguments ParseArguments(int count, char** values) {
   }
   arguments.folders.assign(values + optind, values + count);
   const bool pageAlone = arguments.action == Action::kIndex && !arguments.page.empty();
-  if (arguments.folders.empty() && !pageAlone) {
+  // An empty name is a variable that was not set, not the current folder.
+  const bool unnamed = std::ranges::find(arguments.folders, "") != arguments.folders.end();
+  if (unnamed || (arguments.folders.empty() && !pageAlone)) {
     std::fputs(kUsage, stderr);
     arguments.action = Action::kUsageError;
   }

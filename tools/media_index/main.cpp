@@ -65,8 +65,9 @@ std::unique_ptr<Library> OpenConfiguredLibrary() {
 /// The absolute path of a folder of the command line without links, as far as it is there.
 std::string Resolve(const std::string& folder) {
   std::error_code error;
-  fs::path path = fs::weakly_canonical(folder, error);
-  if (error) path = fs::absolute(folder).lexically_normal();
+  const fs::path given = fs::absolute(folder);
+  fs::path path = fs::weakly_canonical(given, error);
+  if (error) path = given.lexically_normal();
   if (!path.has_filename() && path.has_relative_path()) path = path.parent_path();
   return path.string();
 }

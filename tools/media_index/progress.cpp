@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -22,13 +23,17 @@ std::string Format(const char* format, Values... values) {
   return text.data();
 }
 
+/// Minutes or hours, as clocks show them.
+std::string ClockText(long long seconds) {
+  if (seconds < 3600) return Format("%lld:%02lld", seconds / 60, seconds % 60);
+  return Format("%lld:%02lld:%02lld", seconds / 3600, seconds / 60 % 60, seconds % 60);
+}
+
 }  // namespace
 
 std::string TimeText(milliseconds time) {
-  const long long seconds = time.count() / 1000;
-  if (seconds < 60) return Format("%.1f s", static_cast<double>(time.count()) / 1000);
-  if (seconds < 3600) return Format("%lld:%02lld", seconds / 60, seconds % 60);
-  return Format("%lld:%02lld:%02lld", seconds / 3600, seconds / 60 % 60, seconds % 60);
+  const double seconds = static_cast<double>(time.count()) / 1000;
+  return seconds < 60 ? Format("%.1f s", seconds) : ClockText(time.count() / 1000);
 }
 
 Progress::Progress() : terminal_(isatty(STDERR_FILENO) == 1) {}
@@ -60,9 +65,9 @@ void Progress::Read(std::size_t files, std::size_t total) {
   const double rate = seconds > 0 ? static_cast<double>(files) / seconds : 0;
   std::string text = Format("%zu of %zu files read", files, total);
   if (rate > 0) {
-    const double left = static_cast<double>(total - files) / rate;
-    const milliseconds rounded(static_cast<long long>(left) * 1000);
-    text += Format(", %.1f files/s, %s left", rate, TimeText(rounded).c_str());
+    const double left = std::min(static_cast<double>(total - files) / rate, 1e9);
+    text +=
+        Format(", %.1f files/s, %s left", rate, ClockText(static_cast<long long>(left)).c_str());
   }
   if (terminal_) {
     const std::size_t filled = total == 0 ? kBarWidth : files * kBarWidth / total;

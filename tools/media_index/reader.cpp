@@ -16,6 +16,7 @@
 #include "platform/confinement/rights.h"
 #include "platform/confinement/sandbox.h"
 #include "platform/sysutil/answer.h"
+#include "tools/media_index/interrupt.h"
 
 namespace {
 
@@ -146,7 +147,7 @@ std::vector<std::optional<MediaFacts>> Reader::Read(std::span<const FoundFile> f
   if (read) return {read->begin(), read->end()};
   // One of them spoils it: which?
   std::vector<std::optional<MediaFacts>> found;
-  for (std::size_t i = 0; i < files.size(); ++i) {
+  for (std::size_t i = 0; i < files.size() && Interrupted() == 0; ++i) {
     const auto single = ReadApart(files.subspan(i, 1));
     found.push_back(single ? std::optional(single->front()) : std::nullopt);
   }

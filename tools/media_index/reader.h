@@ -16,6 +16,7 @@ class Reader {
  public:
   /// The facts of the first of `files`, in order: of one or more, as many as are read in a short
   /// while. Nothing stands for a file on which the process ended, or that took longer than 10 s.
+  /// After an interruption there may be no facts at all.
   std::vector<std::optional<MediaFacts>> Read(std::span<const FoundFile> files);
 
  private:

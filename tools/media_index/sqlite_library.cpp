@@ -47,7 +47,9 @@ class Statement {
     void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
   };
   void Check(int result) const {
-    if (result != SQLITE_OK) throw std::runtime_error(sqlite3_errmsg(database_));
+    if (result == SQLITE_OK) return;
+    throw std::runtime_error(std::string(sqlite3_db_filename(database_, "main")) + ": " +
+                             sqlite3_errmsg(database_));
   }
 
   sqlite3* database_;
