@@ -54,15 +54,12 @@ bool Judge(const FoundFile& file, const std::optional<MediaFacts>& facts, const 
     return true;
   }
   ++totals.skipped;
-  if (!facts) {
-    progress.Warn(file.path, "reading it crashed or took too long; left out");
-    return false;
-  }
-  if (facts->error != 0) {
+  if (!facts || facts->error != 0) {
     // What is gone since it was found is no trouble; the next run takes notice.
-    if (facts->error != ENOENT) {
-      progress.Warn(file.path, std::string(std::strerror(facts->error)) + "; left out");
-    }
+    if (facts && facts->error == ENOENT) return false;
+    const std::string reason =
+        facts ? std::strerror(facts->error) : "reading it crashed or took too long";
+    progress.Warn(file.path, reason + (wasItem ? "; what is known of it stays" : "; left out"));
     return false;
   }
   if (wasItem) ++totals.removed;
@@ -74,6 +71,7 @@ bool Judge(const FoundFile& file, const std::optional<MediaFacts>& facts, const 
 
 void ReadAll(std::span<const FoundFile> files, const Known& known, Batch& batch, Totals& totals,
              Progress& progress) {
+  if (files.empty()) return;
   Reader reader;
   const std::size_t total = files.size();
   progress.Read(0, total);

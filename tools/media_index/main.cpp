@@ -122,7 +122,7 @@ int main(int count, char** values) {
   } catch (const Interruption&) {
     std::fputs("media-index: interrupted; nothing was changed\n", stderr);
   } catch (const std::exception& failure) {
-    std::fprintf(stderr, "media-index: %s\n", OneLine(failure.what(), '?').c_str());
+    std::fprintf(stderr, "media-index: %s\n", OneLine(failure.what(), ' ').c_str());
   }
   std::fflush(stdout);
   EndByInterrupt();

@@ -16,15 +16,13 @@ void MakeFile(int folder, const char* name, const char* reader, const struct sta
   const Descriptor file(
       openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (file.get() < 0) return;  // it is there, or the database will tell
-  const bool root = geteuid() == 0;
-  const uid_t user = root ? owner.st_uid : geteuid();
   const group* found = getgrnam(reader);
-  if (found != nullptr && fchown(file.get(), user, found->gr_gid) == 0) {
-    fchmod(file.get(), 0640);
-    return;
-  }
-  if (root && fchown(file.get(), owner.st_uid, owner.st_gid) != 0) return;
-  fchmod(file.get(), 0644);
+  const uid_t user = geteuid() == 0 ? owner.st_uid : geteuid();
+  const gid_t gid = geteuid() == 0 ? owner.st_gid : getegid();
+  const bool forGroup = found != nullptr && fchown(file.get(), geteuid(), found->gr_gid) == 0;
+  // In this order: of another's file only CAP_FOWNER changes the mode.
+  fchmod(file.get(), forGroup ? 0640 : 0644);
+  static_cast<void>(fchown(file.get(), user, forGroup ? found->gr_gid : gid) == 0);
 }
 
 }  // namespace

@@ -99,9 +99,7 @@ std::optional<std::vector<MediaFacts>> DecodeAll(std::string_view answer, std::s
 }
 
 /// Gives up what the process does not need to read `files`. Throws when it is root still.
-void Confine(std::span<const FoundFile> files, const std::string& unreadable, bool told) {
-  openlog("media-index", LOG_NDELAY, LOG_USER);  // for once confined there is no socket
-  if (told) setlogmask(LOG_MASK(LOG_EMERG));
+void Confine(std::span<const FoundFile> files, const std::string& unreadable) {
   // A terminal obeys whoever has it open.
   setsid();
   dup2(STDIN_FILENO, STDERR_FILENO);
@@ -118,9 +116,23 @@ void Confine(std::span<const FoundFile> files, const std::string& unreadable, bo
 
 }  // namespace
 
+Reader::Reader() {
+  const auto answer = AnswerOf(
+      [] {
+        openlog("media-index", LOG_NDELAY, LOG_USER);  // for once confined there is no socket
+        Confine({}, {});
+        return std::string("ready");
+      },
+      kFileLimit);
+  if (answer != "ready") {
+    throw std::runtime_error("cannot start a confined process to read files; see the system's log");
+  }
+}
+
 std::optional<std::vector<MediaFacts>> Reader::ReadApart(std::span<const FoundFile> files) {
   const auto work = [&] {
-    Confine(files, unreadable_, told_);
+    setlogmask(LOG_MASK(LOG_EMERG));  // the first process has told
+    Confine(files, unreadable_);
     std::string answer;
     const auto end = Clock::now() + kShortWhile;
     for (const FoundFile& file : files) {
@@ -130,7 +142,6 @@ std::optional<std::vector<MediaFacts>> Reader::ReadApart(std::span<const FoundFi
     return answer;
   };
   const auto answer = AnswerOf(work, files.size() == 1 ? kFileLimit : kShortWhile + kFileLimit);
-  told_ = true;
   return answer ? DecodeAll(*answer, files.size()) : std::nullopt;
 }
 

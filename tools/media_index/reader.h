@@ -14,6 +14,10 @@
 /// and of the right form, no more.
 class Reader {
  public:
+  /// Tries whether such a process can be had; throws `std::runtime_error` when not. What else the
+  /// system withholds is logged in one line, and the process goes on without.
+  Reader();
+
   /// The facts of the first of `files`, in order: of one or more, as many as are read in a short
   /// while. Nothing stands for a file on which the process ended, or that took longer than 10 s.
   /// After an interruption there may be no facts at all.
@@ -22,6 +26,5 @@ class Reader {
  private:
   std::optional<std::vector<MediaFacts>> ReadApart(std::span<const FoundFile> files);
 
-  bool told_ = false;       ///< what the system withholds is in the log
   std::string unreadable_;  ///< a file that shows that the process needs the right to read any
 };
