@@ -95,8 +95,12 @@ Status Run(const Arguments& arguments) {
     totals = Index(*library, folders, progress, [&] {
       const auto now = std::chrono::steady_clock::now();
       if (page.empty() || now - written < kPageInterval) return;
-      WritePage(MakePage(*library), page);
       written = now;
+      try {
+        WritePage(MakePage(*library), page);
+      } catch (const std::runtime_error&) {
+        // The last one tells; until then the database gains what is read.
+      }
     });
   }
   if (!page.empty()) WritePage(MakePage(*library), page);

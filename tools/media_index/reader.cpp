@@ -149,11 +149,11 @@ std::vector<std::optional<MediaFacts>> Reader::Read(std::span<const FoundFile> f
   files = files.first(std::min(files.size(), kFilesOfProcess));
   auto read = ReadApart(files);
   // Root may read any file. Its process leaves root, and keeps that right where one file needs it.
-  const auto refused =
-      read ? std::ranges::find(*read, EACCES, &MediaFacts::error) : decltype(read->begin()){};
-  if (read && refused != read->end() && unreadable_.empty()) {
-    unreadable_ = files[static_cast<std::size_t>(refused - read->begin())].path;
+  for (std::size_t i = 0; geteuid() == 0 && read && i < read->size(); ++i) {
+    if ((*read)[i].error != EACCES || unreadable_ == files[i].path) continue;
+    unreadable_ = files[i].path;
     read = ReadApart(files);
+    break;
   }
   if (read) return {read->begin(), read->end()};
   // One of them spoils it: which?
