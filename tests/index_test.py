@@ -30,11 +30,10 @@ def rows(columns, table='music', file=harness.LUMETRA_DB):
 
 class Index(unittest.TestCase):
     def setUp(self):
-        subprocess.run(['groupadd', '-f', 'Lumetra'], check=True)
         harness.configure(None)
-        for folder in (LIBRARY, PAGE, harness.LUMETRA_DB.parent):
-            shutil.rmtree(folder, ignore_errors=True)
-            subprocess.run(['install', '-d', '-o', OWNER, '-g', OWNER, folder], check=True)
+        folders = f'{LIBRARY} {PAGE} {harness.LUMETRA_DB.parent}'
+        subprocess.run(f'rm -rf {folders} && install -d -o {OWNER} -g {OWNER} {folders} && groupadd -f Lumetra',
+                       shell=True, check=True)
         make(TONE, 'sine=d=1')
 
     def test_index(self):
@@ -76,6 +75,7 @@ class Index(unittest.TestCase):
         with subprocess.Popen([INDEX, LIBRARY], env=HOSTILE, stderr=subprocess.DEVNULL) as process:
             while len(kept := set(rows('path, id'))) < 500:
                 self.assertIsNone(process.poll())
+            self.assertIn('\nUid:' + 4 * '\t5', Path(f'/proc/{process.pid}/status').read_text())
             process.kill()
         (LIBRARY / 'z hang.flac').unlink()
         self.assertEqual((index(LIBRARY, env=HOSTILE), rows('DISTINCT title')), ((0, {'crash.flac'}), [('confined',)]))
