@@ -115,8 +115,8 @@ def at_least(name, what, value, against, base, limit, count):
 FLAC, WAV, MKV = DATA / 'melody.flac', DATA / 'melody.wav', DATA / 'two languages.mkv'
 OUTPUTS = {'mp3': ('-f', 'mp3', '-ab', '128k', '-acodec', 'libmp3lame'), 'pcm': ('-f', 's16be', '-acodec', 'pcm_s16be'),
            'wav': ('-f', 'wav', '-acodec', 'pcm_s16le')}
-REMUX = ('-f', 'mpegts', '-vcodec', 'copy', '-bsf:v', 'h264_mp4toannexb', '-acodec', 'mp2', '-ab', '256k', '-map', '0:v',
-         '-map', '0:2')
+REMUX = ('-y', '-vcodec', 'copy', '-bsf:v', 'h264_mp4toannexb', '-copyts', '-acodec', 'mp2', '-ab', '128k', '-ar', '44100',
+         '-ac', '2', '-map', '0:V', '-map', '0:2', '-sn', '-f', 'mpegts')
 
 
 def head():
