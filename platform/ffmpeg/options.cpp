@@ -28,6 +28,9 @@ constexpr std::array<Scheme, 4> kSchemes{{
 constexpr char kSilence[] = "10000000";  // microseconds
 // A station sends no faster than it plays: what is analysed first is heard that much later.
 constexpr char kAnalysis[] = "200000";  // microseconds
+// The transport stream's muxer puts it in where the video needs it; asked for by name, a stock
+// ffmpeg refuses to convert a video of any other codec.
+constexpr char kAutomatic[] = "h264_mp4toannexb";
 
 void Append(Options& options, std::initializer_list<const char*> more) {
   options.insert(options.end(), more.begin(), more.end());
@@ -79,7 +82,7 @@ Options TranslateOptions(const Options& arguments) {
     } else if (option == "-write_info_tag") {
       if (value == "0") Append(options, {"-map_metadata", "-1", "-fflags", "+bitexact"});
     } else if (option == "-vbsf") {
-      Append(options, {"-bsf:v", value.c_str()});
+      if (value != kAutomatic) Append(options, {"-bsf:v", value.c_str()});
     } else if (option == "-map" && value == "0:v") {
       Append(options, {"-map", "0:V"});
     } else if (option == "-f" && (value == "mp3" || value == "s16be" || value == "wav")) {
