@@ -50,7 +50,8 @@ TEST(FfmpegOptions, BecomeThoseOfAStockFfmpeg) {
   EXPECT_EQ(wav, Options({"-nostdin", "-v", "0", "-protocol_whitelist", "file", "-format_whitelist",
                           kSelfContainedFormats, "-i", "file:/-i:\n", "-vn", "-f", "wav", "-acodec",
                           "pcm_s16le", "-map_metadata", "-1", "-fflags", "+bitexact", "-"}));
-  EXPECT_EQ(TranslateOptions({"-vbsf", "x", "-map", "0:v", "-map", "0:1", "-"}),
+  EXPECT_EQ(TranslateOptions(
+                {"-vbsf", "x", "-vbsf", "h264_mp4toannexb", "-map", "0:v", "-map", "0:1", "-"}),
             Options({"-nostdin", "-bsf:v", "x", "-map", "0:V", "-map", "0:1", "-"}));
   const std::vector<Options> addresses = {{"HTTPS://X/", "http,https,tls,tcp", "https://X/"},
                                           {"rtsp://x/", "rtsp,rtp,udp,tcp", "rtsp://x/"},

@@ -1,5 +1,6 @@
 // Stands at the place of the media server's ffmpeg: leaves root, confines itself to the one
-// conversion and becomes the system's ffmpeg.
+// conversion and becomes the configured ffmpeg, the one that starts at once where it is installed
+// (packaging/ffmpeg/build), or the system's.
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -22,18 +23,21 @@
 
 namespace {
 
-std::string SystemFfmpeg() {
+constexpr char kFast[] = PACKAGE_DIR "/target/bin/ffmpeg-fast";
+
+std::string Converter() {
   std::array<char, 1024> value{};
   const int found =
       OLIBCFileGetKeyValue("/etc/orvainfo.conf", "ffmpeg", value.data(), value.size(), 0);
-  return found > 0 ? value.data() : "/usr/bin/ffmpeg";
+  if (found > 0) return value.data();
+  return faccessat(AT_FDCWD, kFast, X_OK, AT_EACCESS) == 0 ? kFast : "/usr/bin/ffmpeg";
 }
 
 }  // namespace
 
 int main(int count, char** values) {
   const std::vector<std::string> arguments(values + std::min(count, 1), values + count);
-  const std::string program = SystemFfmpeg();
+  const std::string program = Converter();
   const std::string input = LocalInput(arguments);
   // Standard error would be the web server's log, to be emptied by whoever takes ffmpeg over.
   if (dup2(open("/dev/null", O_RDWR), STDERR_FILENO) < 0 || chdir("/") != 0) return 1;

@@ -31,6 +31,9 @@ constexpr char kSilence[] = "10000000";  // microseconds
 // that much later than its video; less, and it would not be found.
 constexpr char kTimestampPackets[] = "0";
 constexpr char kAnalysis[] = "1000000";  // microseconds
+// The transport stream's muxer puts it in where the video needs it; asked for by name, a stock
+// ffmpeg refuses to convert a video of any other codec.
+constexpr char kAutomatic[] = "h264_mp4toannexb";
 
 void Append(Options& options, std::initializer_list<const char*> more) {
   options.insert(options.end(), more.begin(), more.end());
@@ -82,7 +85,7 @@ Options TranslateOptions(const Options& arguments) {
     } else if (option == "-write_info_tag") {
       if (value == "0") Append(options, {"-map_metadata", "-1", "-fflags", "+bitexact"});
     } else if (option == "-vbsf") {
-      Append(options, {"-bsf:v", value.c_str()});
+      if (value != kAutomatic) Append(options, {"-bsf:v", value.c_str()});
     } else if (option == "-map" && value == "0:v") {
       Append(options, {"-map", "0:V"});
     } else if (option == "-f" && (value == "mp3" || value == "s16be" || value == "wav")) {

@@ -8,7 +8,9 @@
 /// name out; so does the result.
 ///
 /// - `-write_info_tag 0` becomes tag-free, bit-exact muxing: a WAV header of 44 bytes.
-/// - `-vbsf X` becomes `-bsf:v X`; `-map 0:v` becomes `-map 0:V`, for a cover picture is no video.
+/// - `-vbsf X` becomes `-bsf:v X`, but for h264_mp4toannexb: a stock ffmpeg applies it by itself,
+///   and when it is named refuses videos of other codecs.
+/// - `-map 0:v` becomes `-map 0:V`, for a cover picture is no video.
 /// - Audio formats (mp3, s16be, wav) get `-vn`: a cover picture would eat the announced length.
 /// - A local input is read as a file of one of the formats that name no other files.
 /// - Any other input is an address on the network. It may be reached by its own protocols and no
