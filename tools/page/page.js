@@ -21,12 +21,12 @@ function remember(name, value) {
 
 // ---- text ---------------------------------------------------------------------------------------
 
-const letters = {Ø: 'O', Æ: 'AE', Œ: 'OE', Ł: 'L', Đ: 'D', Ð: 'D', Þ: 'TH'};
+const letters = {ẞ: 'SS', Ø: 'O', Æ: 'AE', Œ: 'OE', Ł: 'L', Đ: 'D', Ð: 'D', Þ: 'TH'};
 
 /** Text as it is searched: without case, accents (also Hebrew and Arabic points) and ligatures. */
 function fold(text) {
   return text.normalize('NFKD').replace(/[\u0300-\u036f\u0591-\u05c7\u064b-\u065f\u0670]/g, '')
-    .toUpperCase().replace(/[ØÆŒŁĐÐÞ]/g, (letter) => letters[letter]);
+    .toUpperCase().replace(/[ẞØÆŒŁĐÐÞ]/g, (letter) => letters[letter]);
 }
 
 function clock(seconds) {
@@ -132,7 +132,7 @@ function refresh() {
   showMessage(trouble ?? (!library.music.length && !library.videos.length ? {
     title: 'The library is empty', command: true, button: 'Look again', act: load,
     text: 'The server has found no music and no videos. Have it index the folder that holds them:'
-  } : !all.length ? {title: `There is nothing under ${sections[section]}`} : !view.length ? {
+  } : !all.length ? {title: `There ${section === 'music' ? 'is no music' : 'are no videos'} in the library`} : !view.length ? {
     title: 'Nothing matches', text: 'No title, artist and album have all of these words.', button: 'Clear the search',
     act: () => { search.value = ''; refresh(); search.focus(); }
   } : null));
@@ -206,6 +206,8 @@ function fillRow(row, index) {
   album.textContent = item.album;
   length.textContent = clock(item.duration);
   more.firstElementChild.setAttribute('aria-label', 'Addresses of ' + item.title);
+  row.classList.toggle('no-album', !item.album);
+  row.classList.toggle('bare', !item.album && !item.artist);
   markRow(row);
 }
 
@@ -236,9 +238,10 @@ function moveCursor(to) {
 // ---- playing ------------------------------------------------------------------------------------
 
 const skipped = 3;  // so many items in a row may fail before the playing ends
-const patience = 30000;
-let [queue, place, current, failures, alone] = [[], -1, null, 0, true];
-let [startAt, wanted, seekTimer, watch] = [0, null, 0, 0];
+const patience = 20;  // seconds
+const reserve = 3;    // seconds of a station
+let [queue, place, current, failures, asked] = [[], -1, null, 0, true];
+let [startAt, wanted, heard, seekTimer, watch, gathering, gathered] = [0, null, 0, 0, 0, 0, false];
 
 const length = () => current?.duration || (Number.isFinite(audio.duration) ? audio.duration : 0);
 
@@ -248,10 +251,12 @@ function play(items, index) {
   begin(items[index]);
 }
 
-/** Starts an item; `following` tells that nobody asked for this very one. */
-function begin(item, from = 0, following = false) {
-  [current, startAt, wanted, alone] = [item, from, null, !following];
-  if (!following) showAlert('');
+/** Starts an item; `byHand` tells that somebody asked for this very one. */
+function begin(item, from = 0, byHand = true) {
+  [current, startAt, wanted, heard, asked, gathered] = [item, from, null, from, byHand, false];
+  clearTimeout(seekTimer);
+  stopGathering();
+  if (byHand) showAlert('');
   audio.src = stream(item);
   resume();
   showPlayer();
@@ -269,20 +274,38 @@ function resume() {
 }
 
 function toggle() {
-  if (!current) return play(view, cursor);
-  if (audio.paused) return resume();
+  if (!current) return activate(cursor);
+  if (audio.paused && !gathering) return resume();
   audio.pause();
-  if (!current.radio) return;
-  audio.removeAttribute('src');  // a station does not wait for its listener
-  audio.load();
+  if (current.radio) silence();
 }
 
-function step(by, following = false) {
+/** Lets the stream go: a station does not wait for its listener. */
+function silence() {
+  stopGathering();
+  audio.removeAttribute('src');
+  audio.load();
+  showPlayer();
+}
+
+/** A station that sends just in time would falter with each delay: once it does, a reserve is made. */
+function gather() {
+  gathered = true;
+  gathering = setTimeout(() => { gathering = 0; resume(); }, reserve * 1000);
+  audio.pause();
+}
+
+function stopGathering() {
+  clearTimeout(gathering);
+  gathering = 0;
+}
+
+function step(by, byHand = true) {
   const item = queue[place + by];
   if (by < 0 && (audio.currentTime > 5 || !item)) return seekTo(0);
   if (!item) return;
   place += by;
-  begin(item, 0, following);
+  begin(item, 0, byHand);
 }
 
 /** Seeks when the hand rests: each place is a conversion of its own on the server. */
@@ -306,12 +329,10 @@ function expectSound() {
   clearTimeout(watch);
   watch = setTimeout(() => {
     if (audio.paused || audio.error) return;
-    if (!current.radio) return showAlert(`Nothing of “${current.title}” has come for 30 seconds. Still waiting …`);
-    audio.pause();
-    audio.removeAttribute('src');
-    audio.load();
-    fail('It has sent nothing for 30 seconds.');
-  }, patience);
+    if (!current.radio) return showAlert(`Nothing of “${current.title}” has come for ${patience} seconds. Still waiting …`);
+    silence();
+    fail(`It has sent nothing for ${patience} seconds.`);
+  }, patience * 1000);
 }
 
 async function fail(reason) {
@@ -319,9 +340,10 @@ async function fail(reason) {
   clearTimeout(watch);
   reason ??= await diagnose(stream(item));
   if (item !== current) return;
-  showAlert(`“${item.title}” cannot be played. ${reason}`, true);
+  const goesOn = !asked && ++failures < skipped && place + 1 < queue.length;
+  showAlert(`“${item.title}” cannot be played. ${reason}`, !goesOn);
   showPlayer();
-  if (!alone && ++failures < skipped) step(1, true);
+  if (goesOn) step(1, false);
 }
 
 /** Why a stream has failed, in words for who can help. The program answers HEAD without a body. */
@@ -341,17 +363,16 @@ async function diagnose(address) {
 }
 
 function showAlert(text, again = false) {
-  $('alert').firstElementChild.textContent = text;
-  $('alert-actions').hidden = !text;
+  $('alert').textContent = text;
+  $('dismiss').hidden = !text;
   $('again').hidden = !again;
 }
 
 function showPlayer() {
-  const playing = current && !audio.paused && !audio.error;
+  const playing = current && !audio.error && (!audio.paused || gathering);
   document.body.classList.toggle('playing', Boolean(playing));
   $('toggle').querySelector('use').setAttribute('href', playing ? '#i-pause' : '#i-play');
   $('toggle').setAttribute('aria-label', playing ? 'Pause' : 'Play');
-  $('toggle').disabled = !current;
   $('previous').disabled = !current || Boolean(current.radio);
   $('next').disabled = !queue[place + 1];
   seek.disabled = !current || Boolean(current.radio);
@@ -393,16 +414,23 @@ audio.addEventListener('loadedmetadata', () => {
   if (startAt) audio.currentTime = startAt;
   startAt = 0;
 });
-audio.addEventListener('timeupdate', () => wanted === null && showTime());
-audio.addEventListener('waiting', () => { document.body.classList.add('waiting'); expectSound(); });
+audio.addEventListener('timeupdate', () => {
+  if (!audio.ended) heard = audio.currentTime;
+  if (wanted === null) showTime();
+});
+audio.addEventListener('waiting', () => {
+  document.body.classList.add('waiting');
+  if (current.radio && audio.currentTime > 0 && !gathered) gather();
+  else expectSound();
+});
 for (const name of ['play', 'pause']) audio.addEventListener(name, showPlayer);
 for (const name of ['pause', 'playing', 'emptied']) {
   audio.addEventListener(name, () => { document.body.classList.remove('waiting'); clearTimeout(watch); });
 }
 audio.addEventListener('playing', () => {
   failures = 0;
-  if (alone) showAlert('');
-  alone = true;  // what fails from here on had begun well
+  if (asked) showAlert('');
+  asked = true;  // what fails from here on had begun well
   if (current.radio) rememberStation(current.radio);
   tellPosition();
 });
@@ -410,11 +438,10 @@ audio.addEventListener('seeked', tellPosition);
 audio.addEventListener('error', () => { if (audio.hasAttribute('src')) fail(); });
 audio.addEventListener('ended', () => {
   if (current.radio) return fail('The station has ended its stream.');
-  if (audio.currentTime < current.duration - 3) {
-    showAlert(`“${current.title}” has ended at ${clock(audio.currentTime)} of ${clock(current.duration)}. ` +
-      'Its file may be damaged.', true);
+  if (heard < current.duration - 5) {
+    showAlert(`“${current.title}” has ended at ${clock(heard)} of ${clock(current.duration)}. Its file may be damaged.`);
   }
-  step(1, true);
+  step(1, false);
 });
 
 // ---- radio --------------------------------------------------------------------------------------
@@ -543,6 +570,7 @@ $('rows').addEventListener('click', (event) => {
   const row = event.target.closest('.row');
   if (!row) return;
   moveCursor(row.index);
+  grid.classList.remove('keys');
   grid.focus({preventScroll: true});
   if (event.target.closest('.more')) openItem(view[row.index]);
   else activate(row.index);
@@ -580,6 +608,7 @@ grid.addEventListener('keydown', (event) => {
   }[event.key.length === 1 ? event.key.toLowerCase() : event.key];
   if (!act) return;
   event.preventDefault();
+  grid.classList.add('keys');
   act();
 });
 document.addEventListener('keydown', (event) => {
@@ -588,6 +617,7 @@ document.addEventListener('keydown', (event) => {
   const act = {
     '/': () => { search.focus(); search.select(); }, '?': () => $('help').showModal(),
     ' ': event.target.closest('button, a') ? null : toggle,
+    ArrowDown: () => grid.focus(), ArrowUp: () => grid.focus(),
     ArrowLeft: () => seekTo((wanted ?? audio.currentTime) - 10),
     ArrowRight: () => seekTo((wanted ?? audio.currentTime) + 10)
   }[event.key];
@@ -678,5 +708,8 @@ async function load() {
 $('format').value = recall('format', 'mp3') === 'wav' ? 'wav' : 'mp3';
 $('volume').value = Number.isFinite(recall('volume', null)) ? recall('volume', 100) : 100;
 showVolume();
-window.addEventListener('hashchange', showSection);
+window.addEventListener('hashchange', () => {
+  document.querySelectorAll('dialog[open]').forEach((dialog) => dialog.close());
+  showSection();
+});
 load();
