@@ -359,6 +359,7 @@ async function diagnose(address) {
     return 'The server does not answer. Is it switched on, and this device in its network?';
   }
   if (code === MediaError.MEDIA_ERR_NETWORK) return 'The connection was lost.';
+  if (code === MediaError.MEDIA_ERR_DECODE) return 'It cannot be decoded, or this device has no sound output.';
   return current?.radio ? 'No sound comes from this address.' : 'Its file may be gone or damaged.';
 }
 
