@@ -1,9 +1,6 @@
 // The page in a browser, behind a real web server, with real media and the real program.
-const {deepEqual, equal, match} = require('node:assert/strict');
-const {execFileSync} = require('node:child_process');
-const fs = require('node:fs');
-const {after, before, test} = require('node:test');
-const {chromium} = require('playwright-core');
+const {deepEqual, equal, match} = require('node:assert/strict'), {after, before, test} = require('node:test');
+const {execFileSync} = require('node:child_process'), fs = require('node:fs'), {chromium} = require('playwright-core');
 
 const PACKAGE = '/var/packages/Lumetra', DATABASE = PACKAGE + '/var/lumetra.db', HOSTILE = '<img src=x> Été à Łódź';
 const HOST = '127.0.0.1:18090', SITE = 'http://media.test:18090/lumetra/';  // no "secure context", as in a house
@@ -30,10 +27,10 @@ before(async () => {
 after(() => browser?.close());
 
 // Opens the page anew, with another library where one is given.
-async function open(body, status = 200) {
+const open = async (body, status = 200) => {
   if (body !== undefined) await page.route('**/library.json', (route) => route.fulfill({status, body}));
   await page.goto(SITE);
-}
+};
 const row = (title) => page.getByRole('row', {name: title});
 const titles = () => page.locator('.row:visible .title').allTextContents();
 const tells = (text) => page.getByRole('alert').filter({hasText: text}).waitFor();
@@ -56,8 +53,7 @@ test('what is heard is the place that was sought, in each format', async () => {
   });
   for (const [format, place] of [['wav', 14], ['wav', 3], ['mp3', 14], ['mp3', 3]]) {
     await page.selectOption('#format', format);
-    await row('Melody-in-AAC').click();
-    await plays('Melody-in-AAC');
+    await row('Melody-in-AAC').click().then(() => plays('Melody-in-AAC'));
     await page.getByLabel('Position').fill(String(place));
     await page.waitForFunction((from) => audio.played.length === 2 && Math.abs(audio.played.start(1) - from) < 0.5 &&
       [audio.currentTime, heardAt()].every((time) => time > from + 0.5 && time < from + 4), place);
@@ -67,16 +63,13 @@ test('what is heard is the place that was sought, in each format', async () => {
 test('every word is searched for, and the keys do all of it', async () => {
   await open();
   for (const [words, found] of [['aero lodz', 1], ['aac MELODY', 1], ['nobody ete', 0], ['', 5], ['melody', 3]]) {
-    await page.fill('#search', words);
-    equal((await titles()).length, found, words);
+    equal((await page.fill('#search', words).then(titles)).length, found, words);
   }
   const [, second, third] = await titles();
   for (const [keys, title] of [['ArrowDown ArrowDown Enter', second], ['ArrowRight ArrowRight', third], ['p', second]]) {
-    await press(keys);
-    await plays(title);
+    await press(keys).then(() => plays(title));
   }
-  await press('Space d');
-  equal(await page.evaluate(() => audio.paused), true);
+  equal(await press('Space d').then(() => page.evaluate(() => audio.paused)), true);
   await page.getByRole('button', {name: 'Copy: WAV'}).click();
   await press('Escape / Control+V');
   match(await page.inputValue('#search'), /^http:\/\/media.test:18090\/lumetra\/transcoder.cgi\?id=\d+&format=wav$/);
@@ -88,10 +81,8 @@ test('playlists name every item by its whole address, and titles are text', asyn
   const lines = await saved(/^Download all/);
   deepEqual([lines[0], lines.length, lines[9]], ['#EXTM3U', 11, `#EXTINF:4,Ærø - ${HOSTILE}`]);
   equal(run('curl', '-s', lines[10].replace('media.test:18090', HOST), '-o', '/dev/null', '-w', '%{size_download}'), '80000');
-  await press('Escape ArrowDown d');
-  equal((await saved(/of the album/)).length, 9);
-  await page.goto(SITE + '#videos');
-  await row('Two-languages').click();
+  equal((await press('Escape ArrowDown d').then(() => saved(/of the album/))).length, 9);
+  await page.goto(SITE + '#videos').then(() => row('Two-languages').click());
   match(await page.getByRole('textbox', {name: 'Video, MPEG'}).inputValue(), /media.*&type=video&format=m2ts$/);
 });
 
@@ -100,17 +91,14 @@ test('what does not play is told, and does not end the music', async () => {
   const [first, , third, refused] = await titles();
   fs.unlinkSync('/mnt/media/melody.flac');
   run('sqlite3', DATABASE, `DELETE FROM music WHERE title = '${refused}'`);
-  await row(refused).click();
-  await tells('The server refuses it (500)');
-  await row(first).click();
-  await page.getByLabel('Position').fill('19');
+  await row(refused).click().then(() => tells('The server refuses it (500)'));
+  await row(first).click().then(() => page.getByLabel('Position').fill('19'));
   await tells('“Melody” cannot be played. Its file may be gone');
   await plays(third);
   await page.click('text=Radio');
   for (const [station, told] of [['file:///a', 'begins with http'], [HOST + '/none', 'No sound comes'], [HOST + '/cover.mp3']]) {
     await page.getByLabel('Address of the station').fill(station);
-    await press('Enter');
-    await (told ? tells(told) : plays(HOST));
+    await press('Enter').then(() => told ? tells(told) : plays(HOST));
   }
   equal(await page.locator('.station').textContent(), `http://${HOST}/cover.mp3`);
 });
@@ -124,7 +112,6 @@ test('a large library has few elements, and no library a remedy', async () => {
     equal(await page.locator('*').count() < 800, true);
   }
   for (const [body, status] of [['', 404], ['{"music":[', 200], ['{"music":[],"video":[]}', 200]]) {
-    await open(body, status);
-    await page.getByText('media-index --page').waitFor();
+    await open(body, status).then(() => page.getByText('media-index --page').waitFor());
   }
 });
