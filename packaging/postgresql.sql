@@ -47,8 +47,14 @@ CREATE TABLE IF NOT EXISTS music (
   size bigint NOT NULL
 );
 CREATE TABLE IF NOT EXISTS video (LIKE music INCLUDING ALL);
+CREATE TABLE IF NOT EXISTS passed_over (
+  path text PRIMARY KEY,
+  modified bigint NOT NULL,
+  size bigint NOT NULL
+);
 ALTER TABLE music OWNER TO "lumetra-index";
 ALTER TABLE video OWNER TO "lumetra-index";
+ALTER TABLE passed_over OWNER TO "lumetra-index";
 GRANT SELECT ON music, video TO "Lumetra";
 
 \connect video_metadata

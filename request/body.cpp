@@ -1,12 +1,14 @@
 // The way of the body from the child's output to standard output.
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <utility>
 
+#include "platform/sysutil/sysutil.h"
+#include "request/swap_pairs.h"
 #include "request/transcoder.h"
 
 namespace {
@@ -21,10 +23,6 @@ std::int64_t ReadArrived(int descriptor, unsigned char* data, std::size_t size) 
     if (count >= 0) return count;
     if (errno != EINTR) return 0;
   }
-}
-
-void SwapPairs(unsigned char* data, std::int64_t size) {
-  for (std::int64_t i = 0; i + 1 < size; i += 2) std::swap(data[i], data[i + 1]);
 }
 
 }  // namespace
@@ -69,6 +67,8 @@ int Transcoder::Stream() {
     Close();
     return 0;
   }
+  // No pipe, or none that may grow: then it goes with what there is.
+  static_cast<void>(fcntl(STDOUT_FILENO, F_SETPIPE_SZ, kPipeSize));
   const int descriptor = fileno(childStream);  // the stream is unbuffered: nothing is left in it
   std::int64_t count = 0;
   std::int64_t held = 0;  // 1 when the buffer starts with a byte whose pair has not arrived
@@ -78,7 +78,7 @@ int Transcoder::Stream() {
     std::int64_t size = held + count;
     held = swapSampleBytes && count > 0 ? size % 2 : 0;
     size -= held;
-    if (swapSampleBytes) SwapPairs(readBuffer.get(), size);
+    if (swapSampleBytes) SwapPairs(readBuffer.get(), static_cast<std::size_t>(size));
     Write(readBuffer.get(), contentLength > 0 ? std::min(size, contentLength - bytesSent) : size);
     if (count == 0) break;
     if (held != 0) readBuffer[0] = readBuffer[static_cast<std::size_t>(size)];

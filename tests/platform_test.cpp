@@ -60,7 +60,7 @@ TEST(FfmpegOptions, BecomeThoseOfAStockFfmpeg) {
   for (const Options& each : addresses) {
     const Options network = TranslateOptions({"-i", each[0], "-"});
     EXPECT_EQ(network.at(2), each[1]);
-    EXPECT_EQ(network.at(8), each[2]);
+    EXPECT_EQ(network.at(network.size() - 2), each[2]);
   }
 }
 

@@ -1,101 +1,19 @@
 #include "platform/confinement/call_rules.h"
 
-#include <fcntl.h>
-#include <linux/fs.h>
-#include <linux/fsverity.h>
-#include <sched.h>
-#include <seccomp.h>
-#include <sys/socket.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
-#include <array>
-#include <cerrno>
-#include <memory>
+#include <vector>
 
-namespace {
-
-// What a process that only reads, computes and answers does not do; some of it would lead around
-// the rules for files. The last ones are younger than libseccomp's names.
-constexpr std::array kForbidden = {
-    // Files by other ways, and file systems.
-    SCMP_SYS(open_by_handle_at), SCMP_SYS(io_uring_setup), SCMP_SYS(mount), SCMP_SYS(umount2),
-    SCMP_SYS(fsopen), SCMP_SYS(open_tree), SCMP_SYS(move_mount), SCMP_SYS(pivot_root),
-    SCMP_SYS(chroot), SCMP_SYS(unshare), SCMP_SYS(setns), SCMP_SYS(bpf), SCMP_SYS(perf_event_open),
-    SCMP_SYS(userfaultfd), SCMP_SYS(inotify_init), SCMP_SYS(inotify_init1), SCMP_SYS(fanotify_init),
-    SCMP_SYS(keyctl), SCMP_SYS(add_key), SCMP_SYS(request_key),
-    // Changes to files.
-    SCMP_SYS(creat), SCMP_SYS(truncate), SCMP_SYS(ftruncate), SCMP_SYS(fallocate), SCMP_SYS(chmod),
-    SCMP_SYS(fchmod), SCMP_SYS(fchmodat), SCMP_SYS(chown), SCMP_SYS(fchown), SCMP_SYS(fchownat),
-    SCMP_SYS(lchown), SCMP_SYS(setxattr), SCMP_SYS(fsetxattr), SCMP_SYS(lsetxattr),
-    SCMP_SYS(removexattr), SCMP_SYS(fremovexattr), SCMP_SYS(lremovexattr), SCMP_SYS(utime),
-    SCMP_SYS(utimes), SCMP_SYS(utimensat), SCMP_SYS(futimesat), SCMP_SYS(unlink),
-    SCMP_SYS(unlinkat), SCMP_SYS(rename), SCMP_SYS(renameat), SCMP_SYS(renameat2), SCMP_SYS(link),
-    SCMP_SYS(linkat), SCMP_SYS(symlink), SCMP_SYS(symlinkat), SCMP_SYS(mkdir), SCMP_SYS(mkdirat),
-    SCMP_SYS(mknod), SCMP_SYS(mknodat), SCMP_SYS(rmdir),
-    // Other processes, and processes of its own.
-    SCMP_SYS(ptrace), SCMP_SYS(process_vm_readv), SCMP_SYS(process_vm_writev), SCMP_SYS(kill),
-    SCMP_SYS(tkill), SCMP_SYS(rt_sigqueueinfo), SCMP_SYS(rt_tgsigqueueinfo),
-    SCMP_SYS(pidfd_send_signal), SCMP_SYS(pidfd_open), SCMP_SYS(pidfd_getfd), SCMP_SYS(setpriority),
-    SCMP_SYS(msgget), SCMP_SYS(shmget), SCMP_SYS(semget), SCMP_SYS(mq_open), SCMP_SYS(shmat),
-    SCMP_SYS(shmctl), SCMP_SYS(msgsnd), SCMP_SYS(msgrcv), SCMP_SYS(msgctl), SCMP_SYS(semop),
-    SCMP_SYS(semtimedop), SCMP_SYS(semctl), SCMP_SYS(fork), SCMP_SYS(vfork), SCMP_SYS(listen),
-    442 /* mount_setattr */, 452 /* fchmodat2 */, 463 /* setxattrat */, 466 /* removexattrat */,
-    467 /* open_tree_attr */, 469 /* file_setattr */};
-// Their flags lie in memory, where a filter does not see them; libraries then use the older calls.
-constexpr std::array kNotThere = {SCMP_SYS(openat2), SCMP_SYS(clone3)};
-constexpr std::array<unsigned, 4> kWriting = {O_WRONLY, O_RDWR, O_CREAT, O_TRUNC};
-constexpr std::array<unsigned, 3> kAttributes = {FS_IOC_SETFLAGS, FS_IOC_FSSETXATTR,
-                                                 FS_IOC_ENABLE_VERITY};
-constexpr unsigned kFamilies = 64;  // more than there are
-
-class Filter {
- public:
-  Filter() : filter_(seccomp_init(SCMP_ACT_ALLOW), &seccomp_release), ok_(filter_ != nullptr) {}
-
-  template <typename... Conditions>
-  void Refuse(int call, Conditions... conditions) {
-    Add(EPERM, call, conditions...);
-  }
-  template <typename... Conditions>
-  void Add(int error, int call, Conditions... conditions) {
-    ok_ = ok_ && seccomp_rule_add(filter_.get(), SCMP_ACT_ERRNO(static_cast<unsigned>(error)), call,
-                                  sizeof...(conditions), conditions...) == 0;
-  }
-  bool Load() { return ok_ && seccomp_load(filter_.get()) == 0; }
-
- private:
-  std::unique_ptr<void, decltype(&seccomp_release)> filter_;
-  bool ok_;
-};
-
-}  // namespace
+#include "platform/confinement/call_filters.h"
 
 bool ConfineCalls(bool network) {
-  Filter filter;
-  for (const int call : kForbidden) filter.Refuse(call);
-  for (const int call : kNotThere) filter.Add(ENOSYS, call);
-  for (const unsigned flag : kWriting) {
-    filter.Refuse(SCMP_SYS(open), SCMP_A1(SCMP_CMP_MASKED_EQ, flag, flag));
-    filter.Refuse(SCMP_SYS(openat), SCMP_A2(SCMP_CMP_MASKED_EQ, flag, flag));
+  const auto made = network ? kNetworkCalls : kLocalCalls;
+  std::vector<sock_filter> instructions(made.begin(), made.end());
+  for (sock_filter& each : instructions) {
+    if (each.k == kOwnProcess) each.k = static_cast<std::uint32_t>(getpid());
   }
-  for (const unsigned request : kAttributes) {
-    filter.Refuse(SCMP_SYS(ioctl), SCMP_A1(SCMP_CMP_MASKED_EQ, 0xffffffff, request));
-  }
-  // Threads, but no processes, which would outlive the request.
-  filter.Refuse(SCMP_SYS(clone), SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_THREAD, 0));
-  filter.Refuse(SCMP_SYS(tgkill), SCMP_A0(SCMP_CMP_NE, static_cast<scmp_datum_t>(getpid())));
-  filter.Refuse(SCMP_SYS(prlimit64), SCMP_A0(SCMP_CMP_NE, 0));
-  if (!network) {
-    filter.Refuse(SCMP_SYS(socket));
-    filter.Refuse(SCMP_SYS(socketpair));
-    return filter.Load();
-  }
-  for (unsigned family = 0; family < kFamilies; ++family) {
-    if (family == AF_INET || family == AF_INET6 || family == AF_NETLINK) continue;
-    filter.Refuse(SCMP_SYS(socket), SCMP_A0(SCMP_CMP_MASKED_EQ, 0xffffffff, family));
-  }
-  // The resolver asks for the addresses of this machine (NETLINK_ROUTE, which is 0).
-  filter.Refuse(SCMP_SYS(socket), SCMP_A0(SCMP_CMP_MASKED_EQ, 0xffffffff, AF_NETLINK),
-                SCMP_A2(SCMP_CMP_NE, 0));
-  return filter.Load();
+  const sock_fprog filter{static_cast<unsigned short>(instructions.size()), instructions.data()};
+  return prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
 }

@@ -8,8 +8,9 @@
 
 #include <array>
 #include <cstdint>
-#include <fstream>
-#include <sstream>
+#include <cstdio>
+#include <cstring>
+#include <memory>
 
 #include "platform/sysutil/descriptor.h"
 
@@ -84,12 +85,18 @@ class Landlock {
 
 /// A converter may be a script around the system's: its interpreter is then executed, too.
 void AllowInterpreter(const Landlock& landlock, const std::string& program) {
-  std::string line;
-  std::getline(std::ifstream(program), line);
-  if (!line.starts_with("#!")) return;
-  std::istringstream words(line.substr(2));
-  for (std::string word; words >> word;) {
-    landlock.Allow(word.starts_with('/') ? word : "/usr/bin/" + word, kRunBelow);
+  constexpr char kSpace[] = " \t\r\n";
+  std::array<char, 256> line{};  // what the kernel reads of it (execve(2))
+  const std::unique_ptr<std::FILE, decltype(&std::fclose)> script(std::fopen(program.c_str(), "re"),
+                                                                  &std::fclose);
+  if (script == nullptr || std::fgets(line.data(), line.size(), script.get()) == nullptr ||
+      line[0] != '#' || line[1] != '!') {
+    return;
+  }
+  char* rest = nullptr;
+  for (const char* word = strtok_r(&line[2], kSpace, &rest); word != nullptr;
+       word = strtok_r(nullptr, kSpace, &rest)) {
+    landlock.Allow(word[0] == '/' ? word : std::string("/usr/bin/") + word, kRunBelow);
   }
   landlock.Allow("/usr/bin/ffmpeg", kRunBelow);
 }

@@ -102,3 +102,20 @@ bool LimitRoot() {
   }
   return KeepOnly({kReadAnyFile}, false) || KeepOnly({}, false);
 }
+
+bool LeaveRootFor(uid_t user) {
+  if (geteuid() != 0) return true;
+  prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+  const passwd* known = getpwuid(user);
+  const gid_t gid = known == nullptr ? kNobody : known->pw_gid;
+  const bool groups =
+      (known == nullptr ? setgroups(0, nullptr) : initgroups(known->pw_name, gid)) == 0;
+  NarrowBoundingSet();
+  prctl(PR_SET_KEEPCAPS, 1, 0, 0, 0);
+  if (groups && setresgid(gid, gid, gid) == 0 && setresuid(user, user, user) == 0 &&
+      (KeepOnly({kReadAnyFile}, false) || KeepOnly({}, false))) {
+    return true;
+  }
+  syslog(LOG_ERR, "%s:%d cannot leave root: %s", "rights", 50, std::strerror(errno));
+  return false;
+}

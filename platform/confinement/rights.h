@@ -1,10 +1,12 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
-// Rights that a process gives up for good before it parses foreign bytes. After both operations no
-// program that it executes can gain any (no_new_privs), and it leaves no core file and writes no
-// file (setrlimit(2)). See capabilities(7), credentials(7).
+// Rights that a process gives up for good before it parses foreign bytes. After `LeaveRoot` and
+// `LimitRoot` no program that it executes can gain any (no_new_privs), and it leaves no core file
+// and writes no file (setrlimit(2)). See capabilities(7), credentials(7).
 
 /// Leaves root: the process becomes the system user "Lumetra" (else "nobody") with all its ids and
 /// without groups. When it has an `input` that this user may not read, it keeps CAP_DAC_READ_SEARCH
@@ -18,3 +20,11 @@ bool LeaveRoot(const std::string& input);
 /// Stays root, now with all its ids, but of root's capabilities keeps at most the one to read any
 /// file. A process that is not root keeps its ids. Returns false when others are left.
 bool LimitRoot();
+
+/// Leaves root for the user with the id `user`, with all ids and that user's groups, to write files
+/// of that user: of root's capabilities it keeps at most the one to read any file. No program that
+/// it executes can gain any. A process that is not root keeps its ids.
+///
+/// Returns false, with an error in the log, when it may be root still in some way; the process must
+/// then end.
+bool LeaveRootFor(uid_t user);

@@ -1,6 +1,7 @@
 #include "platform/credentials/credentials.h"
 
 #include <grp.h>
+#include <nss.h>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -39,6 +40,9 @@ int ResetCredentialsByName(const char* name, int) {
   const passwd* user = getpwnam(name);
   if (user == nullptr) return -1;
 
+  // The packages' users are the system's own, and so are their groups. Asking further sources costs
+  // more than the rest of the lookup: the one of systemd is loaded and asks the service manager.
+  __nss_configure_lookup("initgroups", "files");
   const gid_t groupBefore = getegid();
   if (!groupsBefore) groupsBefore = CurrentGroups();
   if (!groupsBefore || initgroups(name, user->pw_gid) != 0) return -1;

@@ -26,8 +26,11 @@ constexpr std::array<Scheme, 4> kSchemes{{
     {"", "http,https,tls,tcp", "-rw_timeout"},
 }};
 constexpr char kSilence[] = "10000000";  // microseconds
-// A station sends no faster than it plays: what is analysed first is heard that much later.
-constexpr char kAnalysis[] = "200000";  // microseconds
+// A station sends no faster than it plays: what is analysed first is heard that much later. So no
+// waiting for time stamps, which plain audio does not carry. A transport stream's audio may begin
+// that much later than its video; less, and it would not be found.
+constexpr char kTimestampPackets[] = "0";
+constexpr char kAnalysis[] = "1000000";  // microseconds
 
 void Append(Options& options, std::initializer_list<const char*> more) {
   options.insert(options.end(), more.begin(), more.end());
@@ -51,7 +54,7 @@ void AppendNetworkInput(Options& options, std::string address) {
     Append(options, {"-protocol_whitelist", each.protocols, each.timeout, kSilence});
     break;
   }
-  Append(options, {"-analyzeduration", kAnalysis, "-i"});
+  Append(options, {"-max_ts_probe", kTimestampPackets, "-analyzeduration", kAnalysis, "-i"});
   options.push_back(address);
 }
 

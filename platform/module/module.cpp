@@ -37,7 +37,9 @@ class RealIds {
 void* LoadModuleFunction(const char* name, const char* symbol) {
   const std::string file = std::string(MODULE_DIR "/") + name;
   const RealIds ids;
-  void* module = ids.ok() ? dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL) : nullptr;
+  // Lazily: of the many functions of the libraries behind it a request calls few. The module's own
+  // symbols are bound at once all the same, as it is linked.
+  void* module = ids.ok() ? dlopen(file.c_str(), RTLD_LAZY | RTLD_LOCAL) : nullptr;
   void* function = module == nullptr ? nullptr : dlsym(module, symbol);
   if (function == nullptr) {
     const char* reason = dlerror();

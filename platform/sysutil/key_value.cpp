@@ -1,7 +1,6 @@
-#include <algorithm>
-#include <cstring>
-#include <fstream>
-#include <string>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
 #include <string_view>
 
 #include "platform/sysutil/sysutil.h"
@@ -20,21 +19,36 @@ std::string_view Unquote(std::string_view text) {
   return text.substr(1, text.size() - 2);
 }
 
+/// A line of getline(3), which grows as needed. Not a stream of the C++ library: its locales would
+/// be set up at every start of the program.
+struct Line {
+  Line() = default;
+  Line(const Line&) = delete;
+  Line& operator=(const Line&) = delete;
+  ~Line() { std::free(text); }
+
+  char* text = nullptr;
+  std::size_t capacity = 0;
+};
+
 }  // namespace
 
 int OLIBCFileGetKeyValue(const char* file, const char* key, char* value, int size, int) {
   if (size < 1) return -1;
-  std::ifstream lines(file);
-  if (!lines) return -1;
-  for (std::string line; std::getline(lines, line);) {
-    const std::string_view text = line;
+  const std::unique_ptr<std::FILE, decltype(&std::fclose)> lines(std::fopen(file, "re"),
+                                                                 &std::fclose);
+  if (lines == nullptr) return -1;
+  Line line;
+  for (ssize_t length; (length = getline(&line.text, &line.capacity, lines.get())) >= 0;) {
+    std::string_view text(line.text, static_cast<std::size_t>(length));
+    if (text.ends_with('\n')) text.remove_suffix(1);
     const auto equals = text.find('=');
     // No key begins with "#", so a comment never matches.
     if (equals == std::string_view::npos || Trim(text.substr(0, equals)) != key) continue;
     const std::string_view found = Unquote(Trim(text.substr(equals + 1)));
-    const std::size_t length = found.copy(value, static_cast<std::size_t>(size) - 1);
-    value[length] = '\0';
+    const std::size_t stored = found.copy(value, static_cast<std::size_t>(size) - 1);
+    value[stored] = '\0';
     return 1;
   }
-  return lines.bad() ? -1 : 0;
+  return std::ferror(lines.get()) != 0 ? -1 : 0;
 }

@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr int kPipeSize = 1 << 20;  // what an unprivileged process may ask for by default
-
 /// The parameters of posix_spawn(3), which report failures as error numbers.
 class SpawnParameters {
  public:

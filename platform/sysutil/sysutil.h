@@ -2,6 +2,10 @@
 
 #include <cstdio>
 
+/// The size in bytes that pipes for a body should have: what an unprivileged process may ask for by
+/// default (F_SETPIPE_SZ in fcntl(2)), two to three times as fast as the 64 KiB they come with.
+inline constexpr int kPipeSize = 1 << 20;
+
 /// Starts the program at `path` with exactly the argument array `argv` (ended by a null pointer;
 /// its first entry is the path again) and connects its standard output to a pipe. Returns an
 /// unbuffered stream on the pipe's other end, to be given to `OLIBCPclose`; null when
@@ -9,8 +13,8 @@
 ///
 /// The child inherits the effective ids and standard error, reads /dev/null, has default signal
 /// dispositions, an empty signal mask and a fixed small environment, and no other descriptor. The
-/// pipe is as large as the system allows, up to 1 MiB. Safe while descriptors 0 to 2 are closed.
-/// See posix_spawn(3) and pipe(7).
+/// pipe is as large as the system allows, up to `kPipeSize`. Safe while descriptors 0 to 2 are
+/// closed. See posix_spawn(3) and pipe(7).
 std::FILE* OLIBCPopenv(const char* path, const char* mode, const char* const* argv);
 
 /// Closes a stream of `OLIBCPopenv`. Reaps the child if it has ended; neither waits for it nor

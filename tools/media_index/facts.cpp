@@ -4,12 +4,16 @@ extern "C" {
 #include <libavformat/avformat.h>
 }
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <string_view>
 
 #include "platform/ffmpeg/formats.h"
+#include "platform/sysutil/descriptor.h"
 
 namespace {
 
@@ -34,10 +38,23 @@ bool HasVideo(const AVFormatContext& context) {
   });
 }
 
+/// Why the file cannot be read, whatever is in it; 0 when it can. It may be something else by now
+/// than the regular file that was found.
+int ReadingError(const std::string& path) {
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  struct stat facts;
+  if (file.get() < 0 || fstat(file.get(), &facts) != 0) return errno;
+  if (!S_ISREG(facts.st_mode)) return ENOENT;
+  char byte;
+  return read(file.get(), &byte, 1) < 0 ? errno : 0;
+}
+
 }  // namespace
 
 MediaFacts ReadFacts(const std::string& path) {
   MediaFacts facts;
+  facts.error = ReadingError(path);
+  if (facts.error != 0) return facts;
   AVDictionary* options = nullptr;
   av_dict_set(&options, "protocol_whitelist", "file", 0);
   av_dict_set(&options, "format_whitelist", kSelfContainedFormats, 0);
@@ -45,7 +62,11 @@ MediaFacts ReadFacts(const std::string& path) {
   const int result = avformat_open_input(&opened, ("file:" + path).c_str(), nullptr, &options);
   av_dict_free(&options);
   const std::unique_ptr<AVFormatContext, CloseInput> context(opened);
-  if (result < 0 || avformat_find_stream_info(opened, nullptr) < 0) return facts;
+  const int found = result < 0 ? result : avformat_find_stream_info(opened, nullptr);
+  // A disk that fails or a full memory tells nothing of what the file is.
+  if (found == AVERROR(EIO) || found == AVERROR(ENOMEM)) facts.error = AVUNERROR(found);
+  if (found >= 0 && opened->pb != nullptr && opened->pb->error < 0) facts.error = EIO;
+  if (found < 0 || facts.error != 0) return facts;
 
   const int audio = av_find_best_stream(opened, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
   if (HasVideo(*opened) && !IsStill(opened->iformat->name)) {

@@ -5,7 +5,7 @@
 
 /// What kind of item a file is.
 enum class MediaKind {
-  kUnreadable,  ///< libavformat cannot read it
+  kUnreadable,  ///< not a media file that libavformat knows
   kNone,        ///< readable, but nothing to play: a picture, a text, subtitles
   kMusic,
   kVideo,
@@ -13,6 +13,7 @@ enum class MediaKind {
 
 /// What the database tells of a media file.
 struct MediaFacts {
+  int error = 0;  ///< errno(3) when the file could not be read now: nothing else is known then
   MediaKind kind = MediaKind::kUnreadable;
   std::int64_t channels = 0;   ///< of the best audio stream, 0 without one
   std::int64_t frequency = 0;  ///< its samples per second
@@ -23,5 +24,5 @@ struct MediaFacts {
 };
 
 /// Reads the facts of the media file at `path` with libavformat. The file is read alone: formats
-/// that are lists of other files count as unreadable.
+/// that are lists of other files count as unreadable. Parses foreign bytes: see `Reader`.
 MediaFacts ReadFacts(const std::string& path);

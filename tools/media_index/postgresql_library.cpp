@@ -57,11 +57,15 @@ class PostgresqlLibrary final : public Library {
 
   std::map<std::string, State> Files() override {
     std::map<std::string, State> files;
-    const Result rows = Session(conninfo_, "lumetra").Run(kFilesStatement);
-    for (int row = 0; row < PQntuples(rows.get()); ++row) {
-      files.insert_or_assign(PQgetvalue(rows.get(), row, 0),
-                             State{std::stoll(PQgetvalue(rows.get(), row, 1)),
-                                   std::stoll(PQgetvalue(rows.get(), row, 2))});
+    Session lumetra(conninfo_, "lumetra");
+    for (const char* statement : {kPassedOverStatement, kItemsStatement}) {
+      const bool item = statement == kItemsStatement;
+      if (!item && !RemembersPassedOver(lumetra)) continue;
+      const Result rows = lumetra.Run(statement);
+      for (int row = 0; row < PQntuples(rows.get()); ++row) {
+        files.insert_or_assign(PQgetvalue(rows.get(), row, 0),
+                               State{Number(rows.get(), row, 1), Number(rows.get(), row, 2), item});
+      }
     }
     return files;
   }
@@ -69,25 +73,46 @@ class PostgresqlLibrary final : public Library {
   void Apply(const std::vector<Change>& changes, const std::set<std::string>& gone) override {
     Session lumetra(conninfo_, "lumetra");
     Session sibling(conninfo_, "video_metadata");
-    const auto update = [&](Session& session, const std::string& table, MediaKind kind) {
-      UpdateTable(table, kind, changes, gone,
-                  [&session](const auto& statement, const auto& values) {
-                    session.Run(statement, values);
-                  });
+    const auto to = [](Session& session) -> Execute {
+      return
+          [&session](const auto& statement, const auto& values) { session.Run(statement, values); };
     };
     lumetra.Run("BEGIN");
     sibling.Run("BEGIN");
     // Another run waits here; readers do not.
     lumetra.Run("LOCK TABLE music, video IN SHARE ROW EXCLUSIVE MODE");
-    update(lumetra, "music", MediaKind::kMusic);
-    update(lumetra, "video", MediaKind::kVideo);
-    update(sibling, "video_file", MediaKind::kVideo);
+    UpdateItems("music", MediaKind::kMusic, changes, gone, to(lumetra));
+    UpdateItems("video", MediaKind::kVideo, changes, gone, to(lumetra));
+    UpdateItems("video_file", MediaKind::kVideo, changes, gone, to(sibling));
+    if (RemembersPassedOver(lumetra)) {
+      UpdatePassedOver("passed_over", changes, gone, to(lumetra));
+    }
     // In this order: `Files` tells what is not yet in "lumetra".
     sibling.Run("COMMIT");
     lumetra.Run("COMMIT");
   }
 
+  void ForEachItem(MediaKind kind, const std::function<void(const Item&)>& visit) override {
+    const Result rows = Session(conninfo_, "lumetra").Run(ItemsOf(kind));
+    for (int row = 0; row < PQntuples(rows.get()); ++row) {
+      const auto text = [&](int column) { return PQgetvalue(rows.get(), row, column); };
+      visit({Number(rows.get(), row, 0), text(1), text(2), text(3), text(4),
+             Number(rows.get(), row, 5)});
+    }
+  }
+
  private:
+  static std::int64_t Number(const PGresult* rows, int row, int column) {
+    return std::stoll(PQgetvalue(rows, row, column));
+  }
+
+  /// A database that an older packaging/postgresql.sql made lacks the table; only the server's
+  /// administrator can add it.
+  static bool RemembersPassedOver(Session& lumetra) {
+    const Result answer = lumetra.Run("SELECT to_regclass('passed_over') IS NOT NULL");
+    return std::string(PQgetvalue(answer.get(), 0, 0)) == "t";
+  }
+
   const std::string conninfo_;
 };
 

@@ -47,7 +47,9 @@ class Statement {
     void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
   };
   void Check(int result) const {
-    if (result != SQLITE_OK) throw std::runtime_error(sqlite3_errmsg(database_));
+    if (result == SQLITE_OK) return;
+    throw std::runtime_error(std::string(sqlite3_db_filename(database_, "main")) + ": " +
+                             sqlite3_errmsg(database_));
   }
 
   sqlite3* database_;
@@ -80,6 +82,7 @@ class SqliteLibrary final : public Library {
   explicit SqliteLibrary(const std::string& directory);
   std::map<std::string, State> Files() override;
   void Apply(const std::vector<Change>& changes, const std::set<std::string>& gone) override;
+  void ForEachItem(MediaKind kind, const std::function<void(const Item&)>& visit) override;
 
  private:
   struct Close {
@@ -109,26 +112,42 @@ SqliteLibrary::SqliteLibrary(const std::string& directory) {
             " channel INTEGER NOT NULL, frequency INTEGER NOT NULL,"
             " duration INTEGER NOT NULL, modified INTEGER NOT NULL, size INTEGER NOT NULL)");
   }
+  Run(opened,
+      "CREATE TABLE IF NOT EXISTS main.passed_over"
+      "(path TEXT PRIMARY KEY, modified INTEGER NOT NULL, size INTEGER NOT NULL)");
   transaction.Commit();
 }
 
 std::map<std::string, Library::State> SqliteLibrary::Files() {
   std::map<std::string, State> files;
-  Statement query(database_.get(), kFilesStatement);
-  for (bool row = query.Run({}); row; row = query.Next()) {
-    files.insert_or_assign(query.Text(0), State{query.Number(1), query.Number(2)});
+  for (const char* statement : {kPassedOverStatement, kItemsStatement}) {
+    const bool item = statement == kItemsStatement;
+    Statement query(database_.get(), statement);
+    for (bool row = query.Run({}); row; row = query.Next()) {
+      files.insert_or_assign(query.Text(0), State{query.Number(1), query.Number(2), item});
+    }
   }
   return files;
 }
 
+void SqliteLibrary::ForEachItem(MediaKind kind, const std::function<void(const Item&)>& visit) {
+  Statement query(database_.get(), ItemsOf(kind));
+  for (bool row = query.Run({}); row; row = query.Next()) {
+    visit({query.Number(0), query.Text(1), query.Text(2), query.Text(3), query.Text(4),
+           query.Number(5)});
+  }
+}
+
 void SqliteLibrary::Apply(const std::vector<Change>& changes, const std::set<std::string>& gone) {
+  const Execute execute = [this](const auto& statement, const auto& values) {
+    Statement(database_.get(), statement).Run(values);
+  };
   Transaction transaction(database_.get());
   for (const std::string table : kTables) {
     const MediaKind kind = table == "main.music" ? MediaKind::kMusic : MediaKind::kVideo;
-    UpdateTable(table, kind, changes, gone, [this](const auto& statement, const auto& values) {
-      Statement(database_.get(), statement).Run(values);
-    });
+    UpdateItems(table, kind, changes, gone, execute);
   }
+  UpdatePassedOver("main.passed_over", changes, gone, execute);
   transaction.Commit();
 }
 

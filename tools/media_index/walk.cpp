@@ -19,20 +19,24 @@ std::int64_t Nanoseconds(const timespec& time) {
   return std::clamp<std::int64_t>(time.tv_sec, -kLast, kLast) * 1'000'000'000 + time.tv_nsec;
 }
 
+/// A link to nowhere is as good as gone; what cannot be looked at is not.
+bool IsGone(int error) { return error == ENOENT || error == ENOTDIR || error == ELOOP; }
+
 }  // namespace
 
-void WalkFolder(
-    const std::string& folder, const std::function<void(const FoundFile&)>& found,
-    const std::function<void(const std::string& folder, const std::string& reason)>& unreadable) {
+void WalkFolder(const std::string& folder, const WalkListener& listener) {
   std::set<std::pair<dev_t, ino_t>> entered;
-  std::vector<std::string> waiting{folder};
+  struct stat facts;
+  if (stat((folder + "/..").c_str(), &facts) != 0) facts.st_dev = 0;
+  // With the device of the folder above.
+  std::vector<std::pair<std::string, dev_t>> waiting{{folder, facts.st_dev}};
   while (!waiting.empty()) {
-    const std::string current = std::move(waiting.back());
+    const auto [current, deviceAbove] = std::move(waiting.back());
     waiting.pop_back();
-    struct stat facts;
-    if (stat(current.c_str(), &facts) == 0 && !entered.emplace(facts.st_dev, facts.st_ino).second) {
-      continue;
-    }
+    const bool known = stat(current.c_str(), &facts) == 0;
+    const dev_t device = known ? facts.st_dev : deviceAbove;
+    if (known && !entered.emplace(device, facts.st_ino).second) continue;
+    if (device != deviceAbove) listener.mounted(current);
     std::error_code error;
     std::set<std::string> paths;  // sorted, for ids in the order that people expect
     std::filesystem::directory_iterator entry(current, error);
@@ -41,16 +45,15 @@ void WalkFolder(
     }
     for (const std::string& path : paths) {
       if (stat(path.c_str(), &facts) != 0) {
-        // A link to nowhere is as good as gone; what cannot be looked at is not.
-        if (errno != ENOENT && errno != ELOOP) unreadable(path, std::strerror(errno));
+        if (!IsGone(errno)) listener.unreadable(path, std::strerror(errno));
         continue;
       }
       if (S_ISDIR(facts.st_mode)) {
-        waiting.push_back(path);
+        waiting.emplace_back(path, device);
       } else if (S_ISREG(facts.st_mode)) {
-        found({path, Nanoseconds(facts.st_mtim), facts.st_size});
+        listener.found({path, Nanoseconds(facts.st_mtim), facts.st_size});
       }
     }
-    if (error) unreadable(current, error.message());
+    if (error && !IsGone(error.value())) listener.unreadable(current, error.message());
   }
 }

@@ -11,9 +11,16 @@ struct FoundFile {
   std::int64_t size;      ///< bytes
 };
 
-/// Calls `found` for every regular file in `folder` (an absolute path) and below. Names that begin
-/// with a dot are passed over; links are followed, and each folder is entered once. A folder or
-/// file that cannot be looked at is reported to `unreadable`, with the reason.
-void WalkFolder(
-    const std::string& folder, const std::function<void(const FoundFile&)>& found,
-    const std::function<void(const std::string& folder, const std::string& reason)>& unreadable);
+/// Who hears what a walk finds. The operations may throw, which ends it.
+struct WalkListener {
+  std::function<void(const FoundFile&)> found;
+  /// Another file system than that of the folder above begins at `folder`.
+  std::function<void(const std::string& folder)> mounted;
+  /// A folder or file cannot be looked at.
+  std::function<void(const std::string& path, const std::string& reason)> unreadable;
+};
+
+/// Tells `listener` of every regular file in `folder` (an absolute path) and below. Names that
+/// begin with a dot are passed over; links are followed, and each folder is entered once. What goes
+/// away meanwhile counts as not there.
+void WalkFolder(const std::string& folder, const WalkListener& listener);

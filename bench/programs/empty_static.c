@@ -1,0 +1,2 @@
+/* What every program costs. */
+int main(void) { return 0; }
