@@ -656,7 +656,7 @@ $('station-form').addEventListener('submit', (event) => {
 });
 
 for (const [name, act] of Object.entries({
-  play: resume, pause: () => audio.pause(), previoustrack: () => step(-1), nexttrack: () => step(1),
+  play: () => current && resume(), pause: () => audio.pause(), previoustrack: () => step(-1), nexttrack: () => step(1),
   seekto: (details) => seekTo(details.seekTime), seekbackward: () => seekTo(audio.currentTime - 10),
   seekforward: () => seekTo(audio.currentTime + 10)
 })) {
