@@ -79,9 +79,13 @@ def request(query, method='GET', **variables):
         'REQUEST_METHOD': method, 'REQUEST_URI': '/transcoder.cgi?' + query, 'QUERY_STRING': query, **variables})
 
 
-def item(name, table='music'):
-    with contextlib.closing(sqlite3.connect(PACKAGE + '/var/lumetra.db')) as database:
-        return database.execute(f'SELECT id FROM {table} WHERE path = ?', [str(DATA / name)]).fetchone()[0]
+# The web server's user cannot read the database.
+with contextlib.closing(sqlite3.connect(PACKAGE + '/var/lumetra.db')) as database:
+    ITEMS = dict(database.execute('SELECT path, id FROM music UNION ALL SELECT path, id FROM video'))
+
+
+def item(name):
+    return ITEMS[str(DATA / name)]
 
 
 def ffmpeg(source, *output):
@@ -180,7 +184,7 @@ def first():
         program = request(f'id={item("melody.flac")}&format={profile}')
         value, base = alternate(40, program.first_byte, Command(*ffmpeg(FLAC, *output)).first_byte)
         at_most('first-' + profile, f'first body byte, FLAC to {profile}', value, 'bare ffmpeg', base, 1.05)
-    program = request(f'id={item("two languages.mkv", "video")}&type=video&format=m2ts')
+    program = request(f'id={item("two languages.mkv")}&type=video&format=m2ts')
     bare, probe = Command(*ffmpeg(MKV, *REMUX)), Command(PROGRAMS / 'bare_probe', MKV)
     value, base, probed = alternate(40, program.first_byte, bare.first_byte, probe.whole)
     at_most('first-mkv', 'first body byte, MKV to TS', value, 'bare ffmpeg and a bare probe', base + probed, 1.05)
@@ -319,7 +323,7 @@ def count_instructions():
 
 ROWS = {'head': head, 'postgresql': lookup, 'first': first, 'station': station, 'through': through, 'memory': memory,
         'many': many, 'launcher': launcher, 'instructions': count_instructions}
-chosen = [measure for name, measure in ROWS.items() if name.startswith(WANTED) or WANTED.startswith(name + '-')]
+chosen = [measure for name, measure in ROWS.items() if name.startswith(WANTED)]
 os.setresgid(WEB_USER, WEB_USER, 0), os.setresuid(WEB_USER, WEB_USER, 0)
 for measure in chosen:
     measure()
