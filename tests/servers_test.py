@@ -59,8 +59,8 @@ def setUpModule():
     os.chmod(harness.PROGRAM, 0o4750)
     threading.Thread(target=station.serve_forever, daemon=True).start()
     for each in (Lighttpd, Nginx, Apache):
-        subprocess.Popen([TREE / 'tools/web-server', each.__name__.lower(), '127.0.0.1', str(each.PORT)],
-                         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        each.server = subprocess.Popen([TREE / 'tools/web-server', each.__name__.lower(), '127.0.0.1', str(each.PORT)],
+                                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         subprocess.run(f'until (: </dev/tcp/127.0.0.1/{each.PORT}) 2>/dev/null; do sleep 0.1; done',
                        shell=True, executable='/bin/bash', check=True, timeout=20)
 
