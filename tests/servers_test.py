@@ -1,4 +1,5 @@
 """Each web server with its snippet: what reaches a client, what does not, and what ends when a client does."""
+import contextlib
 import functools
 import http.client
 import itertools
@@ -15,7 +16,6 @@ from urllib.parse import quote
 import harness
 
 TREE, FOLDER, PROGRAM = Path(__file__).absolute().parent.parent, '/lumetra/', '/lumetra/transcoder.cgi?'
-DATA, PAGE = Path(harness.PACKAGE + '/page'), Path(harness.PACKAGE + '/target/page')
 FILES = {'': 'text/html', 'index.html': 'text/html', 'style.css': 'text/css', 'page.js': 'text/javascript',
          'library.json': 'application/json', 'music.m3u8': 'audio/mpegurl'}
 released = threading.Event()
@@ -52,7 +52,7 @@ def setUpModule():
     harness.write_database(music=[(1, '/mnt/a.flac', 1, 44100, 3), (2, '/mnt/b.wav', 1, 44100, 180),
                                   (3, '/mnt/a.flac', 1, None, 3)])
     for name in FILES:
-        folder = DATA if name in ('library.json', 'music.m3u8') else PAGE
+        folder = Path(harness.PACKAGE, 'page' if name in ('library.json', 'music.m3u8') else 'target/page')
         folder.mkdir(exist_ok=True)
         Path(folder, name or 'index.html').write_text(f'This is {name or "index.html"}')
     shutil.chown(harness.PROGRAM, 'root', 'www-data')
@@ -68,9 +68,9 @@ def setUpModule():
 class Server:
     LIMIT = 300  # tenths of a second; the converter waits for a station for 10 s
 
-    def ask(self, target, method='GET', body=None, **header):
+    def ask(self, target, method='GET', body=None, timeout=30, **header):
         harness.logged()  # a log that nobody reads would hold the program up
-        connection = http.client.HTTPConnection('127.0.0.1', self.PORT, timeout=30)
+        connection = http.client.HTTPConnection('127.0.0.1', self.PORT, timeout=timeout)
         connection.request(method, target, body, {name.replace('_', '-'): value for name, value in header.items()})
         return connection.getresponse()
 
@@ -113,7 +113,7 @@ class Server:
         with self.ask(PROGRAM + RADIO) as response:
             self.assertEqual(len(response.read(13000)), 13000)
             released.set()
-            self.assertNotIn(b'', [response.read(100000) for _ in range(5)])
+            self.assertNotIn(bytes(1000), response.read(100000))  # the converter has not given up
 
     # Clients that have all begun before one goes on; none is cut or gets another's bytes.
     def test_many(self):
@@ -125,16 +125,16 @@ class Server:
     # server would notice, when the converter gives the station up.
     def test_leaving(self):
         released.clear()
-        for query, size in [('id=2', 100), (RADIO + 'endless', 100), (RADIO, 13000)]:
-            with self.subTest(query), self.ask(PROGRAM + query) as response:
-                self.assertEqual(len(response.read(size)), size)
+        for query, size in [('id=2', 100), (RADIO + 'endless', 100), (RADIO, 100000)]:
+            with self.ask(PROGRAM + query, timeout=3) as response, contextlib.suppress(TimeoutError):
                 self.assertEqual(len(harness.processes('transcoder.cgi')), 1)
+                response.read(size)
             for name in ('transcoder.cgi', 'ffmpeg', 'cat'):
                 self.assertTrue(any(not harness.processes(name) or time.sleep(0.1) for _ in range(self.LIMIT)), name)
 
 
 class Lighttpd(Server, unittest.TestCase):
-    PORT, LIMIT = 18082, 80
+    PORT, LIMIT = 18082, 50
 
 
 class Nginx(Server, unittest.TestCase):
