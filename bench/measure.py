@@ -65,7 +65,7 @@ class Command:
     def many(self, count=64):
         times = (ctypes.c_double * count)()
         stopwatch.ManyFirstBytes(*self.arguments, self.header, count, times)
-        return sorted(map(checked, times))[int(count * 0.99)]
+        return list(map(checked, times))
 
 
 def checked(elapsed):
@@ -80,7 +80,9 @@ def request(query, method='GET', **variables):
 
 
 # The web server's user cannot read the database.
-with contextlib.closing(sqlite3.connect(PACKAGE + '/var/lumetra.db')) as database:
+LIBRARY = shutil.copy(PACKAGE + '/var/lumetra.db', '/mnt/library.db')
+os.chmod(LIBRARY, 0o644)
+with contextlib.closing(sqlite3.connect(LIBRARY)) as database:
     ITEMS = dict(database.execute('SELECT path, id FROM music UNION ALL SELECT path, id FROM video'))
 
 
@@ -104,7 +106,7 @@ def row(name, what, value, against, base, figure, goal, met, unit='ms', scale=10
     results.append(dict(name=name, what=what, value=value * scale, against=against, base=base * scale, unit=unit,
                         figure=figure, goal=goal, met=bool(met)))
     print(f'{name:16} {what:38} {value * scale:9.2f} {unit:5} {against:38} {base * scale:9.2f} {figure:>9} {goal:>9}  '
-          f'{"met" if met else "NOT MET"}', flush=True)
+          f'{"" if not goal else "met" if met else "NOT MET"}', flush=True)
 
 
 def at_most(name, what, value, against, base, limit):
@@ -126,9 +128,12 @@ REMUX = ('-y', '-vcodec', 'copy', '-bsf:v', 'h264_mp4toannexb', '-copyts', '-aco
 def head():
     program = request(f'id={item("melody.wav")}&format=wav', 'HEAD')
     empty, static = Command(PROGRAMS / 'empty'), Command(PROGRAMS / 'empty_static')
-    value, base, least = alternate(500, program.whole, empty.whole, static.whole)
+    # A program that follows one whose cat is still ending would be measured with it.
+    least = Command(PROGRAMS / 'least_cgi', LIBRARY, item('melody.wav'))
+    value, base, least, smallest = alternate(500, program.whole, empty.whole, least.whole, static.whole)
     at_most('head', 'HEAD of a WAV item, SQLite', value, 'an empty C++ program', base, 1.5)
-    at_most('head', 'HEAD of a WAV item, SQLite', value, 'an empty static C program', least, 2.5)
+    at_most('head', 'HEAD of a WAV item, SQLite', value, 'an empty static C program', smallest, 2.5)
+    row('head', 'HEAD of a WAV item, SQLite', value, 'the least in C: SQLite and cat', least, f'{value / least:.2f}', '', True)
     converted = request(f'id={item("melody.flac")}&format=mp3')
     bare = Command(*ffmpeg(FLAC, *OUTPUTS['mp3']))
 
@@ -273,7 +278,8 @@ def memory():
 def many():
     program = request(f'id={item("melody.flac")}&format=mp3')
     bare = Command(*ffmpeg(FLAC, *OUTPUTS['mp3']))
-    value, base = alternate(5, program.many, bare.many)
+    samples = [(program.many(), bare.many()) for _ in range(8)]
+    value, base = (statistics.quantiles(sum(column, []), n=100)[-1] for column in zip(*samples))
     at_most('many', 'first body byte, 64 at once, p99', value, '64 bare ffmpeg at once', base, 1.1)
 
 

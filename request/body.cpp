@@ -13,6 +13,9 @@
 
 namespace {
 
+constexpr std::int64_t kSmallPiece = 64 * 1024;
+constexpr int kMoment = 5;  // milliseconds
+
 /// Reads what the descriptor has, up to `size` bytes, and waits for it only when there is nothing;
 /// what was written so far goes out before the wait. Returns 0 at the end and on an error.
 std::int64_t ReadArrived(int descriptor, unsigned char* data, std::size_t size) {
@@ -23,6 +26,13 @@ std::int64_t ReadArrived(int descriptor, unsigned char* data, std::size_t size) 
     if (count >= 0) return count;
     if (errno != EINTR) return 0;
   }
+}
+
+/// Sends what is there and gives the child a moment: a converter writes frame by frame, some
+/// thousand times a second, and each would wake this process, the server and the client.
+void LetMoreArrive() {
+  std::fflush(stdout);
+  poll(nullptr, 0, kMoment);
 }
 
 }  // namespace
@@ -82,6 +92,7 @@ int Transcoder::Stream() {
     Write(readBuffer.get(), contentLength > 0 ? std::min(size, contentLength - bytesSent) : size);
     if (count == 0) break;
     if (held != 0) readBuffer[0] = readBuffer[static_cast<std::size_t>(size)];
+    if (count < kSmallPiece) LetMoreArrive();
   }
   // Up to 4 GiB follow a radio station that ended, so not under a lock each.
   for (; bytesSent < contentLength; ++bytesSent) putc_unlocked(0, stdout);
