@@ -104,7 +104,7 @@ function ordered() {
   if (!sorted.has(name)) {
     const compare = column === 'duration' ? (a, b) => a.duration - b.duration :
       (a, b) => !a[column] - !b[column] || collator.compare(a[column], b[column]);
-    sorted.set(name, [...library[section]].sort(compare));
+    sorted.set(name, library[section].slice().sort(compare));
   }
   return sorting.down ? [...sorted.get(name)].reverse() : sorted.get(name);
 }
