@@ -13,7 +13,6 @@
 
 namespace {
 
-constexpr std::int64_t kSmallPiece = 64 * 1024;
 constexpr int kMoment = 5;  // milliseconds
 
 /// Reads what the descriptor has, up to `size` bytes, and waits for it only when there is nothing;
@@ -28,11 +27,20 @@ std::int64_t ReadArrived(int descriptor, unsigned char* data, std::size_t size) 
   }
 }
 
-/// Sends what is there and gives the child a moment: a converter writes frame by frame, some
-/// thousand times a second, and each would wake this process, the server and the client.
-void LetMoreArrive() {
+/// What arrives in smaller pieces is worth waiting for more, in bytes; not so much that a small
+/// pipe would be full long before.
+std::int64_t SmallPiece(int descriptor) {
+  constexpr int kSmall = 64 * 1024;
+  return std::min(kSmall, fcntl(descriptor, F_GETPIPE_SZ) / 16);
+}
+
+/// Sends what is there and gives the child a moment, or until its end: a converter writes frame by
+/// frame, some thousand times a second, and each would wake this process, the server and the
+/// client.
+void LetMoreArrive(int descriptor) {
   std::fflush(stdout);
-  poll(nullptr, 0, kMoment);
+  pollfd end{descriptor, 0, 0};
+  poll(&end, 1, kMoment);
 }
 
 }  // namespace
@@ -80,6 +88,7 @@ int Transcoder::Stream() {
   // No pipe, or none that may grow: then it goes with what there is.
   static_cast<void>(fcntl(STDOUT_FILENO, F_SETPIPE_SZ, kPipeSize));
   const int descriptor = fileno(childStream);  // the stream is unbuffered: nothing is left in it
+  const std::int64_t smallPiece = SmallPiece(descriptor);
   std::int64_t count = 0;
   std::int64_t held = 0;  // 1 when the buffer starts with a byte whose pair has not arrived
   while (contentLength <= 0 || bytesSent < contentLength) {
@@ -92,7 +101,8 @@ int Transcoder::Stream() {
     Write(readBuffer.get(), contentLength > 0 ? std::min(size, contentLength - bytesSent) : size);
     if (count == 0) break;
     if (held != 0) readBuffer[0] = readBuffer[static_cast<std::size_t>(size)];
-    if (count < kSmallPiece) LetMoreArrive();
+    const bool more = contentLength <= 0 || bytesSent < contentLength;
+    if (more && count < smallPiece) LetMoreArrive(descriptor);
   }
   // Up to 4 GiB follow a radio station that ended, so not under a lock each.
   for (; bytesSent < contentLength; ++bytesSent) putc_unlocked(0, stdout);

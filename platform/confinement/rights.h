@@ -22,8 +22,8 @@ bool LeaveRoot(const std::string& input);
 bool LimitRoot();
 
 /// Leaves root for the user with the id `user`, with all ids and that user's groups, to write files
-/// of that user: of root's capabilities it keeps at most the one to read any file. No program that
-/// it executes can gain any. A process that is not root keeps its ids.
+/// of that user: of root's capabilities it keeps at most the one to read any file, and no program
+/// that it executes can gain any. `user` is not 0. A process that is not root stays as it is.
 ///
 /// Returns false, with an error in the log, when it may be root still in some way; the process must
 /// then end.

@@ -25,19 +25,19 @@ namespace {
 
 constexpr char kFast[] = PACKAGE_DIR "/target/bin/ffmpeg-fast";
 
-std::string Converter() {
+/// The converter that the configuration names; empty when it names none.
+std::string ConfiguredConverter() {
   std::array<char, 1024> value{};
   const int found =
       OLIBCFileGetKeyValue("/etc/orvainfo.conf", "ffmpeg", value.data(), value.size(), 0);
-  if (found > 0) return value.data();
-  return faccessat(AT_FDCWD, kFast, X_OK, AT_EACCESS) == 0 ? kFast : "/usr/bin/ffmpeg";
+  return found > 0 ? value.data() : "";
 }
 
 }  // namespace
 
 int main(int count, char** values) {
   const std::vector<std::string> arguments(values + std::min(count, 1), values + count);
-  const std::string program = Converter();
+  std::string program = ConfiguredConverter();
   const std::string input = LocalInput(arguments);
   // Standard error would be the web server's log, to be emptied by whoever takes ffmpeg over.
   if (dup2(open("/dev/null", O_RDWR), STDERR_FILENO) < 0 || chdir("/") != 0) return 1;
@@ -45,6 +45,8 @@ int main(int count, char** values) {
   openlog("ffmpeg", LOG_NDELAY, LOG_USER);  // for once confined there may be no socket
   umask(077);
   if (!LeaveRoot(input)) return 1;
+  // As the user that will execute it.
+  if (program.empty()) program = access(kFast, X_OK) == 0 ? kFast : "/usr/bin/ffmpeg";
   Needs needs{.program = program, .files = {}, .network = input.empty()};
   if (!input.empty()) needs.files.push_back(input);
   ConfineTo(needs);
