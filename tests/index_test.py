@@ -46,7 +46,10 @@ class Index(unittest.TestCase):
              '-c:v', 'mpeg4')
         make(LIBRARY / 'cover.png', 'color=s=32x32', '-frames:v', '1')
         (LIBRARY / 'list.mp3').write_text('#EXTM3U\n#EXT-X-TARGETDURATION:9\n#EXTINF:9,\na.flac\n')
-        self.assertEqual(index(LIBRARY), (0, {'list.mp3'}))
+        (LIBRARY / 'foreign').symlink_to('deep')
+        os.lchown(LIBRARY / 'foreign', 4321, 4321)
+        self.assertEqual(index(LIBRARY), (0, {'list.mp3', 'foreign'}))
+        (LIBRARY / 'foreign').unlink()
         facts = 'path, title, artist, album, channel, frequency, duration'
         self.assertEqual(rows(facts), [
             ('a.flac', 'Ä "T"', '', 'C', 2, 44100, 2), ('deep/er/b.ogg', 'b', 'B', '', 1, 44100, 2),

@@ -96,6 +96,9 @@ test('what does not play is told, and does not end the music', async () => {
     await press('Enter').then(() => told ? tells(told) : plays(HOST));
   }
   equal(await page.locator('.station').textContent(), `http://${HOST}/cover.mp3`);
+  await page.click('#toggle');
+  equal(await page.locator('audio').evaluate((audio) => audio.hasAttribute('src')), false);
+  await page.click('#toggle').then(() => plays(HOST));
 });
 
 test('a large library has few elements, and no library a remedy', async () => {

@@ -71,6 +71,12 @@ Survey Surveyor::Look(const std::vector<std::string>& folders) {
                               progress_.Warn(path, reason + "; what is known of it stays");
                               survey_.complete = false;
                               KeepBelow(path);
+                            },
+                        .refused =
+                            [this](const std::string& link) {
+                              progress_.Warn(link,
+                                             "a link, but not by root or the library's owner; "
+                                             "left out");
                             }});
   }
   KeepAbsent(disks, folders);

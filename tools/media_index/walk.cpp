@@ -22,12 +22,21 @@ std::int64_t Nanoseconds(const timespec& time) {
 /// A link to nowhere is as good as gone; what cannot be looked at is not.
 bool IsGone(int error) { return error == ENOENT || error == ENOTDIR || error == ELOOP; }
 
+/// Links decide what is published. Those of others may lead to what only root can read.
+bool MayFollow(const std::string& link, uid_t trusted) {
+  struct stat facts;
+  return lstat(link.c_str(), &facts) != 0 || !S_ISLNK(facts.st_mode) || facts.st_uid == 0 ||
+         facts.st_uid == trusted;
+}
+
 }  // namespace
 
 void WalkFolder(const std::string& folder, const WalkListener& listener) {
   std::set<std::pair<dev_t, ino_t>> entered;
   struct stat facts;
   if (stat((folder + "/..").c_str(), &facts) != 0) facts.st_dev = 0;
+  struct stat library {};
+  const uid_t trusted = stat(folder.c_str(), &library) == 0 ? library.st_uid : 0;
   // With the device of the folder above.
   std::vector<std::pair<std::string, dev_t>> waiting{{folder, facts.st_dev}};
   while (!waiting.empty()) {
@@ -46,6 +55,10 @@ void WalkFolder(const std::string& folder, const WalkListener& listener) {
     for (const std::string& path : paths) {
       if (stat(path.c_str(), &facts) != 0) {
         if (!IsGone(errno)) listener.unreadable(path, std::strerror(errno));
+        continue;
+      }
+      if (!MayFollow(path, trusted)) {
+        listener.refused(path);
         continue;
       }
       if (S_ISDIR(facts.st_mode)) {

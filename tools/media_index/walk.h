@@ -18,9 +18,11 @@ struct WalkListener {
   std::function<void(const std::string& folder)> mounted;
   /// A folder or file cannot be looked at.
   std::function<void(const std::string& path, const std::string& reason)> unreadable;
+  /// A link is not followed, because neither root nor the owner of the walk's folder made it.
+  std::function<void(const std::string& link)> refused;
 };
 
 /// Tells `listener` of every regular file in `folder` (an absolute path) and below. Names that
-/// begin with a dot are passed over; links are followed, and each folder is entered once. What goes
-/// away meanwhile counts as not there.
+/// begin with a dot are passed over; links of root and of the owner of `folder` are followed, and
+/// each folder is entered once. What goes away meanwhile counts as not there.
 void WalkFolder(const std::string& folder, const WalkListener& listener);

@@ -265,7 +265,7 @@ function begin(item, from = 0, byHand = true) {
 }
 
 function resume() {
-  if (!audio.currentSrc && !audio.hasAttribute('src')) return begin(current);
+  if (!audio.hasAttribute('src')) return begin(current);  // currentSrc outlives it
   if (audio.error) return begin(current, audio.currentTime);
   expectSound();
   audio.play().catch((error) => {
@@ -532,7 +532,7 @@ async function copy(field) {
 
 function openItem(item) {
   const actions = [['Download as playlist', () => savePlaylist(item.title, [item])]];
-  if (!item.matroska) actions.unshift(['Play', () => { $('sheet').close(); play(view, view.indexOf(item)); }]);
+  if (!item.matroska) actions.unshift(['Play', () => { $('sheet').close(); activate(view.indexOf(item)); }]);
   if (item.album && !item.video) {
     const tracks = albumOf(item);
     actions.push([`Playlist of the album (${tracks.length})`, () => savePlaylist(item.album, tracks)]);
@@ -656,7 +656,8 @@ $('station-form').addEventListener('submit', (event) => {
 });
 
 for (const [name, act] of Object.entries({
-  play: () => current && resume(), pause: () => audio.pause(), previoustrack: () => step(-1), nexttrack: () => step(1),
+  play: () => current && resume(), pause: () => (gathering || !audio.paused) && toggle(),
+  previoustrack: () => step(-1), nexttrack: () => step(1),
   seekto: (details) => seekTo(details.seekTime), seekbackward: () => seekTo(audio.currentTime - 10),
   seekforward: () => seekTo(audio.currentTime + 10)
 })) {
